@@ -1,0 +1,16 @@
+# vos_library(<target> [DEPS <targets...>]): one static library of every *.cpp in the
+# calling folder; headers are included as "<folder>/<file>.h" from src/.
+function(vos_library target)
+  cmake_parse_arguments(ARG "" "" "DEPS" ${ARGN})
+  file(GLOB _src CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+  list(FILTER _src EXCLUDE REGEX "/main\\.cpp$")
+  if(_src)
+    add_library(${target} STATIC ${_src})
+    target_include_directories(${target} PUBLIC ${PROJECT_SOURCE_DIR}/src ${PROJECT_BINARY_DIR}/generated)
+    target_link_libraries(${target} PUBLIC ${ARG_DEPS})
+  else()
+    add_library(${target} INTERFACE)
+    target_include_directories(${target} INTERFACE ${PROJECT_SOURCE_DIR}/src ${PROJECT_BINARY_DIR}/generated)
+    target_link_libraries(${target} INTERFACE ${ARG_DEPS})
+  endif()
+endfunction()
