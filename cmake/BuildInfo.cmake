@@ -3,7 +3,7 @@
 set(VOS_VERSION_TEXT "1.8.1")
 set(VOS_VERSION_SUFFIX "")
 set(VOS_BUILD_NUMBER "426")
-set(VOS_REPOSITORY "https://git.example.org/vos/vospack.git" CACHE STRING "Repository location the build came from")
+set(VOS_REPOSITORY "https://git.velmora.example/tools/vospack.git" CACHE STRING "Repository location the build came from")
 
 set(VOS_GIT_COMMIT "<unknown>")
 find_package(Git QUIET)
