@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "uabase/encoder.h"
 #include "util/errors.h"
 #include "util/xml.h"
 
@@ -41,7 +42,11 @@ int pipeline::load_address_mapping(const char*) {
   return not_available("loading address-mapping files");
 }
 
-int pipeline::start() { return 0; }
+int pipeline::start() {
+  // Values are nested at most ten deep; the self-test refuses a decimal-comma locale.
+  ua_encoder_set_max_call_depth(10);
+  return ua_encoder_init();
+}
 
 int pipeline::load_nodeset(const char* path) {
   xml_doc doc;
