@@ -26,16 +26,6 @@ void pipeline::set_bytestring_limit(long limit) {
   if (value <= kByteStringLimitMax) bytestring_limit_ = value;
 }
 
-int pipeline::select_index(const char*) {
-  ++selections_;
-  return 0;
-}
-
-int pipeline::select_uri(const char*) {
-  ++selections_;
-  return 0;
-}
-
 int pipeline::load_placeholders(const char*) { return not_available("loading placeholder files"); }
 
 int pipeline::load_address_mapping(const char*) {
@@ -51,15 +41,6 @@ int pipeline::start() {
 int pipeline::load_nodeset(const char* path) {
   xml_doc doc;
   return xml_doc_load_file(path, doc);
-}
-
-int pipeline::select_all() {
-  ++selections_;
-  return 0;
-}
-
-int pipeline::resolve_uri_selections() {
-  return selections_ > 0 ? not_available("namespace selection") : 0;
 }
 
 void pipeline::print_address_space() { not_available("printing the address space"); }

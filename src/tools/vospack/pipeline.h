@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/vospack/nstable.h"
 #include "tools/vospack/stages.h"
 
 namespace vos {
@@ -14,8 +15,8 @@ class pipeline final : public model_stages {
   void set_default_locale(const std::string& locale) override { default_locale_ = locale; }
   void set_library_name(const std::string& name) override { library_name_ = name; }
   void set_provider_skeleton(bool on) override { provider_skeleton_ = on; }
-  int select_index(const char* argument) override;
-  int select_uri(const char* argument) override;
+  int select_index(const char* argument) override { return namespaces_.select_index(argument); }
+  int select_uri(const char* argument) override { return namespaces_.select_uri(argument); }
   int load_placeholders(const char* path) override;
   int load_address_mapping(const char* path) override;
 
@@ -23,11 +24,11 @@ class pipeline final : public model_stages {
   int start() override;
   int load_nodeset(const char* path) override;
 
-  void print_namespace_table() override {}
+  void print_namespace_table() override { namespaces_.print(); }
   void print_address_space() override;
-  int select_all() override;
-  int resolve_uri_selections() override;
-  int check_index_selections() override { return 0; }
+  int select_all() override { return namespaces_.select_all(); }
+  int resolve_uri_selections() override { return namespaces_.resolve_uri_selections(); }
+  int check_index_selections() override { return namespaces_.check_index_selections(); }
   void strip_unused_types() override;
   void apply_filters(const std::vector<std::string>& filters) override;
   int load_namespace_mappings(const char* path) override;
@@ -41,6 +42,7 @@ class pipeline final : public model_stages {
 
   // The ByteString limit handed to the value parser.
   unsigned long bytestring_limit() const { return bytestring_limit_; }
+  const nstable& namespaces() const { return namespaces_; }
 
  private:
   unsigned long bytestring_limit_ = 4194304;
@@ -48,7 +50,7 @@ class pipeline final : public model_stages {
   std::string library_name_ = "mymodel";
   bool provider_skeleton_ = false;
   int graph_trace_level_ = 0;
-  int selections_ = 0;
+  nstable namespaces_;
 };
 
 }  // namespace vos
