@@ -15,16 +15,15 @@ namespace vos {
 struct xml_node;
 
 // error: "error: " at verbosity >= 1, stderr.
-void diag_error(const char* source_file, int source_line, const char* operation,
-                const char* format, ...) VOS_PRINTF(4, 5);
+void diag_error(const char* source_file, int source_line, const char* operation, const char* format,
+                ...) VOS_PRINTF(4, 5);
 // "error %i: " at verbosity >= 1, stderr.
 void diag_error_at(int number, const char* source_file, int source_line, const char* operation,
                    const xml_node* element, const char* format, ...) VOS_PRINTF(6, 7);
 // "warning %i: " at verbosity >= 2, stderr; checked against and recorded into the
 // suppression tables when an element is given.
-void diag_warning_at(int number, const char* source_file, int source_line,
-                     const char* operation, const xml_node* element, const char* format, ...)
-    VOS_PRINTF(6, 7);
+void diag_warning_at(int number, const char* source_file, int source_line, const char* operation,
+                     const xml_node* element, const char* format, ...) VOS_PRINTF(6, 7);
 // "debug: " at verbosity >= 4, stderr.
 void diag_debug_at(const char* source_file, int source_line, const char* operation,
                    const xml_node* element, const char* format, ...) VOS_PRINTF(5, 6);
@@ -32,8 +31,10 @@ void diag_debug_at(const char* source_file, int source_line, const char* operati
 // The process-wide verbosity, compared unsigned: a count below 0 wraps and shows everything.
 void diag_set_verbosity(uint32_t level);
 uint32_t diag_verbosity();
-// Turns on recording of every shown warning into the place table (-r).
+// Turns on recording (-r): every warning given an element and not suppressed is added to
+// the place table, also when the verbosity hides it; the same place is then suppressed.
 void diag_record_warnings();
+bool diag_recording();
 
 // Suppression tables: place entries (number, file, line) and global entries (number).
 // A null file adds a global entry. The changed table is sorted at once.

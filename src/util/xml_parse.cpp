@@ -1,0 +1,748 @@
+// The parser: a character state machine driven by a transition table, building the node
+// tree of a document whose text it never copies.
+//
+// The machine is written down below as rows (state, character class, next state, action)
+// in the order they are tried; a state's number is the index of its first row. At start-up
+// the rows are compiled into one table indexed by state and byte, so each byte costs one
+// look-up. Where a state keeps itself on every byte but one or two (text content, quoted
+// values, comments, CDATA, names) whole runs are skipped at once, counting lines as they go.
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <new>
+#include <string>
+#include <system_error>
+
+#include "util/xml.h"
+
+namespace vos {
+namespace detail {
+
+namespace {
+
+enum action : std::uint8_t {
+  A_NONE,
+  A_CLEAR_WS,      // clear the whitespace-only flag of the current node
+  A_OPEN_TAG,      // a '<': push the current node, start a tag node below it
+  A_MARK_THIS,     // a token starts at this byte
+  A_MARK_NEXT,     // a token starts at the next byte
+  A_END_TAG,       // "</": the tag node is an end tag
+  A_SKIP_PI,       // "<?": skip to "?>" and drop the node
+  A_DROP_COMMENT,  // "-->": drop the comment's node
+  A_SET_PREFIX,    // ':' in a name
+  A_EMPTY,         // '/' before '>'
+  A_CLOSE,         // '>' of a tag
+  A_SET_NAME,      // end of a name
+  A_NEW_ATTR,      // first character of an attribute name
+  A_END_ATTR,      // closing quote of an attribute value
+  A_END_CDATA,     // "]]>"
+  A_ERROR,         // no row matches: not an action of the rows, the table's mark for it
+};
+
+// Character classes; values of 0 to 255 stand for that byte.
+constexpr int C_ALPHA = -1;
+constexpr int C_DIGIT = -2;
+constexpr int C_NAMECHAR = -3;
+constexpr int C_SPACE = -4;
+constexpr int C_ANY = -5;
+
+struct row {
+  std::uint8_t state;
+  int cls;
+  std::uint8_t next;
+  action act;
+};
+
+// clang-format off
+constexpr row k_rows[] = {
+  {0, '<', 3, A_OPEN_TAG},        // 0: content
+  {0, C_SPACE, 0, A_NONE},
+  {0, C_ANY, 0, A_CLEAR_WS},
+  {3, C_ALPHA, 17, A_MARK_THIS},  // 3: after '<'
+  {3, '_', 17, A_MARK_THIS},
+  {3, '/', 30, A_END_TAG},
+  {3, '?', 0, A_SKIP_PI},
+  {3, '!', 8, A_NONE},
+  {8, '-', 10, A_NONE},           // 8: after "<!"
+  {8, '[', 63, A_NONE},
+  {10, '-', 11, A_MARK_NEXT},     // 10: after "<!-"
+  {11, '-', 13, A_NONE},          // 11: comment
+  {11, C_ANY, 11, A_NONE},
+  {13, '-', 15, A_NONE},          // 13: '-' in a comment
+  {13, C_ANY, 11, A_NONE},
+  {15, '>', 0, A_DROP_COMMENT},   // 15: "--" in a comment
+  {15, C_ANY, 11, A_NONE},
+  {17, C_NAMECHAR, 17, A_NONE},   // 17: tag name
+  {17, ':', 22, A_SET_PREFIX},
+  {17, '/', 29, A_EMPTY},
+  {17, '>', 0, A_CLOSE},
+  {17, C_SPACE, 24, A_SET_NAME},
+  {22, C_ALPHA, 17, A_MARK_THIS}, // 22: after a tag name's prefix
+  {22, '_', 17, A_MARK_THIS},
+  {24, '/', 29, A_EMPTY},         // 24: inside a tag
+  {24, '>', 0, A_CLOSE},
+  {24, C_SPACE, 24, A_NONE},
+  {24, C_ALPHA, 32, A_NEW_ATTR},
+  {24, '_', 32, A_NEW_ATTR},
+  {29, '>', 0, A_CLOSE},          // 29: after '/' in a tag
+  {30, C_ALPHA, 17, A_MARK_THIS}, // 30: after "</"
+  {30, '_', 17, A_MARK_THIS},
+  {32, C_NAMECHAR, 35, A_NONE},   // 32: first character of an attribute name read
+  {32, '=', 43, A_SET_NAME},
+  {32, ':', 39, A_SET_PREFIX},
+  {35, C_NAMECHAR, 35, A_NONE},   // 35: attribute name
+  {35, C_SPACE, 41, A_SET_NAME},
+  {35, '=', 43, A_SET_NAME},
+  {35, ':', 39, A_SET_PREFIX},
+  {39, C_ALPHA, 32, A_MARK_THIS}, // 39: after an attribute name's prefix
+  {39, '_', 32, A_MARK_THIS},
+  {41, C_SPACE, 41, A_NONE},      // 41: after an attribute name
+  {41, '=', 43, A_NONE},
+  {43, '"', 49, A_MARK_NEXT},     // 43: after '='
+  {43, '\'', 56, A_MARK_NEXT},
+  {43, C_SPACE, 46, A_NONE},
+  {46, C_SPACE, 46, A_NONE},      // 46: blanks after '='
+  {46, '"', 49, A_MARK_NEXT},
+  {46, '\'', 56, A_MARK_NEXT},
+  {49, '"', 53, A_END_ATTR},      // 49: after an opening '"'
+  {49, C_ANY, 51, A_NONE},
+  {51, '"', 53, A_END_ATTR},      // 51: value in '"'
+  {51, C_ANY, 51, A_NONE},
+  {53, '/', 29, A_EMPTY},         // 53: after a closing '"'
+  {53, '>', 0, A_CLOSE},
+  {53, C_SPACE, 24, A_NONE},
+  {56, '\'', 60, A_END_ATTR},     // 56: after an opening '\''
+  {56, C_ANY, 58, A_NONE},
+  {58, '\'', 60, A_END_ATTR},     // 58: value in '\''
+  {58, C_ANY, 58, A_NONE},
+  {60, '/', 29, A_EMPTY},         // 60: after a closing '\''
+  {60, '>', 0, A_CLOSE},
+  {60, C_SPACE, 24, A_NONE},
+  {63, 'C', 64, A_NONE},          // 63 to 68: "<![CDATA["
+  {64, 'D', 65, A_NONE},
+  {65, 'A', 66, A_NONE},
+  {66, 'T', 67, A_NONE},
+  {67, 'A', 68, A_NONE},
+  {68, '[', 69, A_MARK_NEXT},
+  {69, ']', 71, A_NONE},          // 69: CDATA
+  {69, C_ANY, 69, A_NONE},
+  {71, ']', 73, A_NONE},          // 71: ']' in CDATA
+  {71, C_ANY, 69, A_NONE},
+  {73, '>', 0, A_END_CDATA},      // 73: "]]" in CDATA
+  {73, C_ANY, 69, A_NONE},
+  {75, C_ANY, 75, A_NONE},        // end of the table
+};
+// clang-format on
+
+constexpr std::uint8_t k_states[] = {0,  3,  8,  10, 11, 13, 15, 17, 22, 24, 29,
+                                     30, 32, 35, 39, 41, 43, 46, 49, 51, 53, 56,
+                                     58, 60, 63, 64, 65, 66, 67, 68, 69, 71, 73};
+constexpr int k_state_count = sizeof k_states;
+constexpr int k_row_count = sizeof k_rows / sizeof k_rows[0];
+
+constexpr bool rows_are_consistent() {
+  // Each state's rows are contiguous and its number is the index of its first row.
+  for (int s = 0; s < k_state_count; ++s) {
+    const int n = k_states[s];
+    if (k_rows[n].state != n || (n > 0 && k_rows[n - 1].state == n)) return false;
+  }
+  return k_rows[k_row_count - 1].state == 75;
+}
+static_assert(rows_are_consistent());
+
+constexpr std::uint8_t dense(int state_number) {
+  for (int s = 0; s < k_state_count; ++s)
+    if (k_states[s] == state_number) return static_cast<std::uint8_t>(s);
+  return 0xFF;
+}
+
+constexpr bool is_alpha(int c) {
+  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+}
+constexpr bool is_digit(int c) {
+  return c >= '0' && c <= '9';
+}
+constexpr bool is_space(int c) {
+  return c == ' ' || (c >= '\t' && c <= '\r');
+}
+constexpr bool is_namechar(int c) {
+  return is_alpha(c) || is_digit(c) || c == '_' || c == '-' || c == '.';
+}
+
+constexpr bool matches(int cls, int c) {
+  switch (cls) {
+    case C_ALPHA:
+      return is_alpha(c);
+    case C_DIGIT:
+      return is_digit(c);
+    case C_NAMECHAR:
+      return is_namechar(c);
+    case C_SPACE:
+      return is_space(c);
+    case C_ANY:
+      return true;
+    default:
+      return cls == c;
+  }
+}
+
+constexpr std::uint8_t NO_STATE = 0xFF;
+
+struct entry {
+  std::uint8_t next;  // dense state, or NO_STATE: no transition
+  std::uint8_t act;
+};
+
+struct transition_table {
+  entry e[k_state_count][256];
+};
+
+constexpr transition_table build_table() {
+  transition_table t{};
+  for (int s = 0; s < k_state_count; ++s) {
+    for (int c = 0; c < 256; ++c) {
+      t.e[s][c] = entry{NO_STATE, A_ERROR};
+      for (int r = k_states[s]; k_rows[r].state == k_states[s]; ++r) {
+        if (matches(k_rows[r].cls, c)) {
+          t.e[s][c] = entry{dense(k_rows[r].next), k_rows[r].act};
+          break;
+        }
+      }
+    }
+  }
+  return t;
+}
+
+constexpr transition_table k_table = build_table();
+
+constexpr std::uint8_t S_CONTENT = dense(0);
+constexpr std::uint8_t S_COMMENT = dense(11);
+constexpr std::uint8_t S_TAG_NAME = dense(17);
+constexpr std::uint8_t S_ATTR_NAME = dense(35);
+constexpr std::uint8_t S_VALUE_DQ = dense(51);
+constexpr std::uint8_t S_VALUE_SQ = dense(58);
+constexpr std::uint8_t S_CDATA = dense(69);
+
+struct byte_classes {
+  bool space[256];
+  bool namechar[256];
+};
+constexpr byte_classes build_classes() {
+  byte_classes b{};
+  for (int c = 0; c < 256; ++c) {
+    b.space[c] = is_space(c);
+    b.namechar[c] = is_namechar(c);
+  }
+  return b;
+}
+constexpr byte_classes k_classes = build_classes();
+
+}  // namespace
+
+class xml_parser {
+ public:
+  // Points the document at the text and parses it.
+  static int parse(xml_doc& doc, const char* text, std::size_t length, const char* name);
+
+ private:
+  xml_parser(xml_doc& doc, const char* text, std::uint32_t length)
+      : doc_(doc), buf_(reinterpret_cast<const unsigned char*>(text)), len_(length) {}
+
+  int run();
+  int step(std::uint8_t act);
+  int open(xml_node_type type);
+  void pop() { cur_ = stack_[--depth_]; }
+  void append(xml_node* parent, xml_node* child);
+  void drop(xml_node* node);
+  void set_name() {
+    cur_->name_off_ = mark_;
+    cur_->name_len_ = pos_ - 1 - mark_;
+  }
+  int set_prefix();
+  int close_tag();
+  int declare_namespaces(xml_node* element);
+  int find_prefix(xml_string prefix) const;
+  int skip_pi();
+  std::uint32_t skip_to(std::uint32_t pos, unsigned char delimiter);
+  std::uint32_t skip_content(std::uint32_t pos);
+  void count_lines(const unsigned char* p, const unsigned char* end);
+  std::uint32_t column() const { return pos_ - col_base_; }
+  void report() const;
+  int fail(int result);
+
+  xml_doc& doc_;
+  const unsigned char* buf_;
+  std::uint32_t len_;
+  std::uint32_t lim_ = 0;  // the first NUL byte at or after the position, or the length
+  // The position (index of the next byte) lives in a local of run() and is stored here
+  // before every action and report.
+  std::uint32_t pos_ = 0;
+  std::uint32_t mark_ = 0;
+  std::uint32_t line_ = 1;
+  std::uint32_t line_start_ = 0;
+  // The column counts the bytes fed to the machine since the last line feed; bytes that a
+  // processing instruction skips are not fed, so they move this base instead.
+  std::uint32_t col_base_ = 0;
+  xml_node* root_ = nullptr;
+  xml_node* cur_ = nullptr;
+  xml_node* stack_[XML_MAX_NESTING] = {};
+  std::uint32_t depth_ = 0;
+};
+
+void xml_parser::append(xml_node* parent, xml_node* child) {
+  const std::uint32_t pi = xml_node_pool::index_of(parent);
+  const std::uint32_t ci = xml_node_pool::index_of(child);
+  child->parent_ = pi;
+  child->prev_ = parent->last_;
+  if (parent->last_)
+    doc_.pool_.at(parent->last_)->next_ = ci;
+  else
+    parent->first_ = ci;
+  parent->last_ = ci;
+}
+
+void xml_parser::drop(xml_node* node) {
+  xml_node_remove(cur_, node);
+  doc_.pool_.release(node);
+}
+
+int xml_parser::open(xml_node_type type) {
+  if (depth_ == XML_MAX_NESTING) {
+    std::fputs("Error: reached maximum xml tag nesting level\n", stderr);
+    return -1;
+  }
+  stack_[depth_++] = cur_;
+  xml_node* node = xml_node_new(doc_, type, cur_->default_ns_);
+  if (!node) {
+    std::fputs("Error: xml_node_new failed: out of memory\n", stderr);
+    return -1;
+  }
+  node->line_ = line_;
+  node->column_ = column();
+  node->line_start_ = line_start_;
+  append(cur_, node);
+  cur_ = node;
+  return 0;
+}
+
+int xml_parser::set_prefix() {
+  if (cur_->prefix_len_ == 0) {
+    cur_->prefix_off_ = mark_;
+    cur_->prefix_len_ = pos_ - 1 - mark_;
+  } else {
+    // Reported, but the parse goes on with the first prefix.
+    std::fputs("Error: second namespace separator found.\n", stderr);
+    report();
+  }
+  return 0;
+}
+
+int xml_parser::find_prefix(xml_string prefix) const {
+  for (std::uint32_t i = 0; i < doc_.namespace_count_; ++i)
+    if (xml_string_compare(doc_.namespaces_[i].prefix, prefix) == 0) return static_cast<int>(i);
+  return -1;
+}
+
+int xml_parser::declare_namespaces(xml_node* element) {
+  for (const xml_node* a = element->first_attribute(); a; a = a->next_attribute()) {
+    auto* attr = const_cast<xml_node*>(a);
+    if (attr->prefix_len_ == 0) {
+      if (attr->name() == "xmlns") {
+        const int index = xml_doc_add_namespace(doc_, std::nullopt, attr->value());
+        if (index < 0) {
+          std::fputs("Error: could not add new namespace, maximum number of namespaces reached.",
+                     stderr);
+          return -1;
+        }
+        element->default_ns_ = static_cast<std::int8_t>(index);
+      }
+      attr->ns_ = element->default_ns_;
+    } else if (attr->prefix() == "xmlns") {
+      xml_doc_add_namespace(doc_, attr->name(), attr->value());
+      attr->ns_ = element->default_ns_;
+    }
+  }
+  for (const xml_node* a = element->first_attribute(); a; a = a->next_attribute()) {
+    if (a->prefix_len_ == 0 || a->prefix() == "xmlns") continue;
+    const int index = find_prefix(a->prefix());
+    if (index < 0) {
+      const xml_string p = a->prefix();
+      std::fprintf(stderr, "Error: using unknown namespace prefix '%.*s'\n",
+                   static_cast<int>(p.size()), p.data());
+      return -1;
+    }
+    const_cast<xml_node*>(a)->ns_ = static_cast<std::int8_t>(index);
+  }
+  return 0;
+}
+
+int xml_parser::close_tag() {
+  xml_node* node = cur_;
+  if (node->name_len_ == 0) set_name();
+  if (node->type_ != XML_NODE_END_TAG) {
+    const int r = declare_namespaces(node);
+    if (r != 0) return r;
+  }
+  if (node->prefix_len_ != 0) {
+    const int index = find_prefix(node->prefix());
+    if (index < 0) {
+      const xml_string p = node->prefix();
+      std::fprintf(stderr, "Error: using unknown namespace prefix '%.*s'\n",
+                   static_cast<int>(p.size()), p.data());
+      return -1;
+    }
+    node->ns_ = static_cast<std::int8_t>(index);
+  } else {
+    node->ns_ = node->default_ns_;
+  }
+  switch (node->type_) {
+    case XML_NODE_START_TAG:
+      node->type_ = XML_NODE_ELEMENT;
+      node->value_off_ = pos_;
+      return 0;
+    case XML_NODE_EMPTY_TAG:
+      node->type_ = XML_NODE_ELEMENT;
+      pop();
+      return 0;
+    case XML_NODE_END_TAG: {
+      pop();
+      xml_node* open_element = cur_;
+      const xml_string got = node->name();
+      const xml_string expected = open_element->name();
+      if (got != expected) {
+        // The end tag's name is printed as the expected one: kept so for compatibility.
+        std::fputs("Error:opening and closing tag names do not match.\n", stderr);
+        std::fprintf(stderr, "Expected </%.*s>, but got </%.*s>\n", static_cast<int>(got.size()),
+                     got.data(), static_cast<int>(expected.size()), expected.data());
+        return -1;
+      }
+      const std::uint32_t lt = (node->prefix_len_ ? node->prefix_off_ : node->name_off_) - 2;
+      drop(node);
+      open_element->value_len_ = open_element->ws_only_ ? 0 : lt - open_element->value_off_;
+      if (depth_ == 0) return -1;
+      pop();
+      return 0;
+    }
+    default:
+      std::fputs("Error: unexpected node type\n", stderr);
+      return -1;
+  }
+}
+
+int xml_parser::skip_pi() {
+  // The bytes up to and including "?>" are not fed to the machine: they move neither the
+  // line nor the column.
+  const std::uint32_t from = pos_;
+  bool closed = false;
+  std::uint32_t i = pos_;
+  while (i + 1 < len_) {
+    const void* q = std::memchr(buf_ + i, '?', len_ - 1 - i);
+    if (!q) break;
+    i = static_cast<std::uint32_t>(static_cast<const unsigned char*>(q) - buf_);
+    if (buf_[i + 1] == '>') {
+      closed = true;
+      break;
+    }
+    ++i;
+  }
+  pos_ = closed ? i + 2 : len_;
+  col_base_ += pos_ - from;
+  if (pos_ > lim_) {
+    const void* nul = std::memchr(buf_ + pos_, 0, len_ - pos_);
+    lim_ = nul ? static_cast<std::uint32_t>(static_cast<const unsigned char*>(nul) - buf_) : len_;
+  }
+  xml_node* node = cur_;
+  pop();
+  drop(node);
+  return closed ? 0 : -1;
+}
+
+int xml_parser::step(std::uint8_t act) {
+  switch (act) {
+    case A_CLEAR_WS:
+      cur_->ws_only_ = 0;
+      return 0;
+    case A_OPEN_TAG:
+      return open(XML_NODE_START_TAG);
+    case A_MARK_THIS:
+      mark_ = pos_ - 1;
+      return 0;
+    case A_MARK_NEXT:
+      mark_ = pos_;
+      return 0;
+    case A_END_TAG:
+      cur_->type_ = XML_NODE_END_TAG;
+      return 0;
+    case A_SKIP_PI:
+      return skip_pi();
+    case A_DROP_COMMENT: {
+      xml_node* node = cur_;
+      pop();
+      drop(node);
+      return 0;
+    }
+    case A_SET_PREFIX:
+      return set_prefix();
+    case A_EMPTY:
+      cur_->type_ = XML_NODE_EMPTY_TAG;
+      if (cur_->name_len_ == 0) set_name();
+      return 0;
+    case A_CLOSE:
+      return close_tag();
+    case A_SET_NAME:
+      set_name();
+      return 0;
+    case A_NEW_ATTR: {
+      const int r = open(XML_NODE_ATTRIBUTE);
+      if (r != 0) return r;
+      mark_ = pos_ - 1;
+      return 0;
+    }
+    case A_END_ATTR:
+      cur_->value_off_ = mark_;
+      cur_->value_len_ = pos_ - 1 - mark_;
+      pop();
+      return 0;
+    case A_END_CDATA: {
+      xml_node* node = cur_;
+      pop();
+      node->type_ = XML_NODE_CDATA;
+      node->value_off_ = mark_;
+      node->value_len_ = pos_ - 3 - mark_;
+      return 0;
+    }
+    default:
+      return 0;
+  }
+}
+
+void xml_parser::count_lines(const unsigned char* p, const unsigned char* end) {
+  while (p < end) {
+    const void* nl = std::memchr(p, '\n', static_cast<std::size_t>(end - p));
+    if (!nl) break;
+    p = static_cast<const unsigned char*>(nl) + 1;
+    ++line_;
+    line_start_ = col_base_ = static_cast<std::uint32_t>(p - buf_);
+  }
+}
+
+std::uint32_t xml_parser::skip_to(std::uint32_t pos, unsigned char delimiter) {
+  const unsigned char* p = buf_ + pos;
+  const unsigned char* end = buf_ + lim_;
+  const void* q = std::memchr(p, delimiter, static_cast<std::size_t>(end - p));
+  const unsigned char* stop = q ? static_cast<const unsigned char*>(q) : end;
+  count_lines(p, stop);
+  return static_cast<std::uint32_t>(stop - buf_);
+}
+
+std::uint32_t xml_parser::skip_content(std::uint32_t pos) {
+  const unsigned char* p = buf_ + pos;
+  const unsigned char* end = buf_ + lim_;
+  // Mostly a line feed and indentation before the next tag: a plain loop wins here.
+  while (p < end) {
+    const unsigned char c = *p;
+    if (c == '<') break;
+    ++p;
+    if (c == '\n') {
+      ++line_;
+      line_start_ = col_base_ = static_cast<std::uint32_t>(p - buf_);
+    } else if (!k_classes.space[c]) {
+      cur_->ws_only_ = 0;
+      // Text: find its end at once.
+      const void* q = std::memchr(p, '<', static_cast<std::size_t>(end - p));
+      const unsigned char* stop = q ? static_cast<const unsigned char*>(q) : end;
+      count_lines(p, stop);
+      p = stop;
+      break;
+    }
+  }
+  return static_cast<std::uint32_t>(p - buf_);
+}
+
+void xml_parser::report() const {
+  // The current line up to a line end or NUL, at most 49 characters.
+  std::uint32_t excerpt = 0;
+  while (excerpt < 49 && line_start_ + excerpt < len_) {
+    const unsigned char c = buf_[line_start_ + excerpt];
+    if (c == 0 || c == '\r' || c == '\n') break;
+    ++excerpt;
+  }
+  std::string text;
+  char head[64];
+  std::snprintf(head, sizeof head, "Parse error in line %i, col %i:\n", static_cast<int>(line_),
+                static_cast<int>(column()));
+  text += head;
+  if (pos_ >= mark_) {
+    // Underline the token from the mark to the current byte.
+    text.append(reinterpret_cast<const char*>(buf_ + line_start_), excerpt);
+    text += '\n';
+    const std::uint32_t token = pos_ - mark_;
+    const int pad = static_cast<int>(column() - token);
+    text.append(pad < 0 ? 0u - static_cast<unsigned>(pad) : static_cast<unsigned>(pad), ' ');
+    if (token > 1) text.append(token - 1, '~');
+    text += "^\n";
+  }
+  std::fwrite(text.data(), 1, text.size(), stderr);
+}
+
+int xml_parser::fail(int result) {
+  doc_.root_ = nullptr;
+  doc_.pool_.reset(true);
+  return result;
+}
+
+int xml_parser::run() {
+  root_ = xml_node_new(doc_, XML_NODE_ROOT, -1);
+  if (!root_) {
+    std::fputs("Error: Could not allocate root node. Check your memory pool configuration.\n",
+               stderr);
+    return -1;
+  }
+  cur_ = root_;
+  // Input ends at the first NUL byte.
+  const void* nul = std::memchr(buf_, 0, len_);
+  lim_ = nul ? static_cast<std::uint32_t>(static_cast<const unsigned char*>(nul) - buf_) : len_;
+
+  const unsigned char* const buf = buf_;
+  std::uint32_t pos = 0;
+  std::uint32_t lim = lim_;
+  std::uint8_t state = S_CONTENT;
+  while (pos < lim) {
+    const unsigned char c = buf[pos++];
+    if (c == '\n') {
+      ++line_;
+      line_start_ = col_base_ = pos;
+    }
+    const entry e = k_table.e[state][c];
+    if (e.act != A_NONE) {
+      pos_ = pos;
+      if (e.act == A_ERROR) {
+        std::fprintf(stderr, "Error: no transition defined for processing '%c' in state '%i'\n", c,
+                     static_cast<int>(k_states[state]));
+        report();
+        return fail(-1);
+      }
+      const int r = step(e.act);
+      if (r != 0) {
+        report();
+        return fail(r);
+      }
+      pos = pos_;  // a processing instruction moves it, and the limit
+      lim = lim_;
+    }
+    state = e.next;
+    // Runs of bytes that keep the state and need no action.
+    switch (state) {
+      case S_CONTENT:
+        pos = skip_content(pos);
+        break;
+      case S_VALUE_DQ:
+        pos = skip_to(pos, '"');
+        break;
+      case S_VALUE_SQ:
+        pos = skip_to(pos, '\'');
+        break;
+      case S_COMMENT:
+        pos = skip_to(pos, '-');
+        break;
+      case S_CDATA:
+        pos = skip_to(pos, ']');
+        break;
+      case S_TAG_NAME:
+      case S_ATTR_NAME:
+        while (pos < lim && k_classes.namechar[buf[pos]]) ++pos;
+        break;
+      default:
+        break;
+    }
+  }
+  pos_ = pos;
+
+  if (root_->first_ != 0 && doc_.pool_.at(root_->first_)->next_ != 0) {
+    std::fputs(
+        "Error: invalid xml document, because the document contains multiple root "
+        "elements.\n",
+        stderr);
+    report();
+    doc_.root_ = root_;
+    return -1;
+  }
+  if (depth_ > 0) {
+    std::fputs("Error: invalid xml document, because not all tags have been closed correctly.\n",
+               stderr);
+    report();
+    std::string text = "Stack contents:\n";
+    while (depth_ > 0) {
+      --depth_;
+      const xml_string name = stack_[depth_]->name();
+      char head[16];
+      std::snprintf(head, sizeof head, "%u: ", depth_);
+      text += head;
+      text.append(name.data(), name.size());
+      text += '\n';
+    }
+    std::fwrite(text.data(), 1, text.size(), stderr);
+    return fail(-1);
+  }
+  doc_.root_ = root_;
+  return 0;
+}
+
+int xml_parser::parse(xml_doc& doc, const char* text, std::size_t length, const char* name) {
+  if (length > 0xFFFFFFF0u) return -1;
+  doc.root_ = nullptr;
+  doc.pool_.reset(true);
+  doc.namespaces_ = {};
+  doc.namespace_count_ = 0;
+  doc.file_name_ = name;
+  doc.data_ = text;
+  doc.size_ = static_cast<std::uint32_t>(length);
+  xml_parser parser(doc, text, static_cast<std::uint32_t>(length));
+  return parser.run();
+}
+
+}  // namespace detail
+
+int xml_doc_parse_buffer(const char* buffer, std::size_t length, xml_doc& doc, const char* name) {
+  doc.reset(true);
+  if (!buffer && length) return -1;
+  return detail::xml_parser::parse(doc, buffer ? buffer : "", length, name ? name : "buffer");
+}
+
+int xml_doc_load_file(const char* path, xml_doc& doc) {
+  doc.reset(true);
+  if (!path) return -1;
+  std::error_code ec;
+  const std::uintmax_t size = std::filesystem::file_size(path, ec);
+  if (ec || size > 0xFFFFFFF0u) {
+    doc.reset(false);
+    return -1;
+  }
+  if (!doc.owned_ || doc.owned_capacity_ < size) {
+    doc.owned_.reset();
+    doc.owned_capacity_ = 0;
+    try {
+      doc.owned_ = std::make_unique_for_overwrite<char[]>(static_cast<std::size_t>(size));
+    } catch (const std::bad_alloc&) {
+      doc.reset(false);
+      return -1;
+    }
+    doc.owned_capacity_ = static_cast<std::size_t>(size);
+  }
+  std::FILE* file = std::fopen(path, "rb");
+  if (!file) {
+    doc.reset(false);
+    return -1;
+  }
+  const std::size_t got = std::fread(doc.owned_.get(), 1, static_cast<std::size_t>(size), file);
+  std::fclose(file);
+  if (got != size ||
+      detail::xml_parser::parse(doc, doc.owned_.get(), static_cast<std::size_t>(size), path) != 0) {
+    doc.reset(false);
+    return -1;
+  }
+  return 0;
+}
+
+}  // namespace vos

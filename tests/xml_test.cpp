@@ -1,0 +1,404 @@
+#include "util/xml.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <string>
+
+#include "support/testutil.h"
+
+namespace vos {
+namespace {
+
+struct outcome {
+  int rc;
+  std::string err;
+};
+
+// Parses `text` (which must outlive `doc`) and captures what the parser prints.
+outcome parse(xml_doc& doc, const std::string& text) {
+  test::CaptureFd capture(2);
+  const int rc = xml_doc_parse_buffer(text.data(), text.size(), doc);
+  return {rc, capture.finish()};
+}
+
+std::string str(xml_string s) {
+  return std::string(s);
+}
+
+bool starts_with(const std::string& text, const std::string& head) {
+  return text.compare(0, head.size(), head) == 0;
+}
+
+TEST(XmlTree, NamesPrefixesValuesAndNamespaces) {
+  const std::string text =
+      "<?xml version=\"1.0\"?>\n"
+      "<!-- leading -->\n"
+      "<m:Set a=\"1\" xmlns=\"urn:d\" xmlns:m='urn:m' bb = '' m:c=\"x&amp;y\">\n"
+      "  <Item Key=\"k1\">text <b/> more</Item>\n"
+      "  <m:Item Key=\"k2\">\n"
+      "    <Inner/>\n"
+      "  </m:Item>\n"
+      "  <Data><![CDATA[<raw>]]]>]]></Data>\n"
+      "</m:Set>\n"
+      "<!-- trailing --><?pi after?>\n";
+  xml_doc doc;
+  const outcome r = parse(doc, text);
+  ASSERT_EQ(r.rc, 0) << r.err;
+  EXPECT_EQ(r.err, "");
+  EXPECT_STREQ(doc.file_name(), "buffer");
+
+  ASSERT_EQ(doc.namespace_count(), 2u);
+  EXPECT_EQ(str(doc.namespaces()[0].prefix), "");
+  EXPECT_EQ(str(doc.namespaces()[0].uri), "urn:d");
+  EXPECT_EQ(str(doc.namespaces()[1].prefix), "m");
+
+  const xml_node* set = doc.document_element();
+  ASSERT_NE(set, nullptr);
+  EXPECT_EQ(xml_node_count_children(doc.root()), 1u);
+  EXPECT_EQ(str(set->prefix()), "m");
+  EXPECT_EQ(str(set->name()), "Set");
+  EXPECT_EQ(set->namespace_index(), 1);
+  EXPECT_EQ(str(set->namespace_uri()), "urn:m");
+  EXPECT_EQ(set->line(), 3u);
+  EXPECT_EQ(set->column(), 1u);
+
+  // Attributes in document order; an unprefixed one before the xmlns keeps the inherited
+  // default (none), the ones after get the element's own.
+  std::string seen;
+  for (const xml_node& a : set->attributes())
+    seen += str(a.prefix()) + ":" + str(a.name()) + "=" + str(a.value()) + "@" +
+            std::to_string(a.namespace_index()) + " ";
+  EXPECT_EQ(seen, ":a=1@-1 :xmlns=urn:d@0 xmlns:m=urn:m@0 :bb=@0 m:c=x&amp;y@1 ");
+  const xml_node* b = set->find_attribute("bb");
+  ASSERT_NE(b, nullptr);
+  EXPECT_EQ(b->column(), 44u);
+  EXPECT_EQ(std::string(b->line_start(), 6), "<m:Set");
+  EXPECT_EQ(xml_node_find_attribute(set, "c")->namespace_index(), 1);  // local name only
+  EXPECT_EQ(xml_node_find_attribute(set, "m:c"), nullptr);
+
+  // Element children only; look-ups by local name.
+  EXPECT_EQ(set->count_children(), 3u);
+  const xml_node* item = set->find_child("Item");
+  ASSERT_NE(item, nullptr);
+  EXPECT_EQ(item->namespace_index(), 0);
+  EXPECT_EQ(str(item->value()), "text <b/> more");
+  EXPECT_FALSE(item->whitespace_only());
+  EXPECT_EQ(item->line(), 4u);
+  EXPECT_EQ(item->column(), 3u);
+  const xml_node* item2 = item->find_next_sibling("Item");
+  ASSERT_NE(item2, nullptr);
+  EXPECT_EQ(str(item2->prefix()), "m");
+  EXPECT_EQ(str(item2->find_attribute("Key")->value()), "k2");
+  // Only whitespace and markup inside: the value is empty.
+  EXPECT_TRUE(item2->whitespace_only());
+  EXPECT_EQ(item2->value().size(), 0u);
+  EXPECT_EQ(str(item2->first_child()->name()), "Inner");
+  EXPECT_EQ(item2->find_next_sibling("Item"), nullptr);
+
+  // CDATA stays as a child; "]]]>" does not close it, and the section does not count as
+  // text for the element's value.
+  const xml_node* data = set->find_child("Data");
+  ASSERT_NE(data, nullptr);
+  const xml_node* cdata = data->first_node();
+  ASSERT_NE(cdata, nullptr);
+  EXPECT_EQ(cdata->type(), XML_NODE_CDATA);
+  EXPECT_EQ(str(cdata->value()), "<raw>]]]>");
+  EXPECT_EQ(data->value().size(), 0u);
+  EXPECT_EQ(data->first_child(), nullptr);
+
+  // Sequence numbers grow in document order.
+  EXPECT_LT(set->sequence(), set->first_attribute()->sequence());
+  EXPECT_LT(item->sequence(), item2->sequence());
+  EXPECT_EQ(std::string(xml_node_location(item2)), "buffer:5:3");
+}
+
+TEST(XmlTree, KeptOddities) {
+  xml_doc doc;
+  // "--->" does not end a comment; the later "-->" does.
+  std::string text = "<a><!-- x --->still comment <b> --></a>";
+  outcome r = parse(doc, text);
+  ASSERT_EQ(r.rc, 0) << r.err;
+  EXPECT_EQ(doc.document_element()->count_children(), 0u);
+
+  // The body of a processing instruction is skipped without counting its columns.
+  text = "<?pi?><a/>";
+  ASSERT_EQ(parse(doc, text).rc, 0);
+  EXPECT_EQ(doc.document_element()->column(), 3u);
+
+  // A second ':' is reported but the parse goes on with the first prefix.
+  text = "<x:y:z xmlns:x=\"u\"/>";
+  r = parse(doc, text);
+  EXPECT_EQ(r.rc, 0);
+  EXPECT_EQ(r.err,
+            "Error: second namespace separator found.\n"
+            "Parse error in line 1, col 5:\n"
+            "<x:y:z xmlns:x=\"u\"/>\n"
+            "   ~^\n");
+  EXPECT_EQ(str(doc.document_element()->prefix()), "x");
+  EXPECT_EQ(str(doc.document_element()->name()), "z");
+
+  // A NUL byte ends the input.
+  text = std::string("<a/>\0<<garbage", 14);
+  EXPECT_EQ(parse(doc, text).rc, 0);
+
+  // End tags match on the local name; their prefix must still be declared.
+  text = "<x:a xmlns:x='u' xmlns:y='v'></y:a>";
+  EXPECT_EQ(parse(doc, text).rc, 0);
+  text = "<x:a xmlns:x='u'></y:a>";
+  r = parse(doc, text);
+  EXPECT_EQ(r.rc, -1);
+  EXPECT_TRUE(starts_with(r.err, "Error: using unknown namespace prefix 'y'\n")) << r.err;
+
+  // A prefix bound again keeps its first URI; a known URI as default reuses its entry.
+  text = "<a xmlns:p='u1'><b xmlns:p='u2' xmlns='u1'><p:c/></b></a>";
+  ASSERT_EQ(parse(doc, text).rc, 0);
+  EXPECT_EQ(doc.namespace_count(), 1u);
+  const xml_node* b = doc.document_element()->first_child();
+  EXPECT_EQ(b->namespace_index(), 0);
+  EXPECT_EQ(str(b->first_child()->namespace_uri()), "u1");
+}
+
+TEST(XmlErrors, ExactMessages) {
+  struct {
+    std::string text;
+    std::string err;
+  } cases[] = {
+      {"<a><b></a></b>",
+       "Error:opening and closing tag names do not match.\n"
+       "Expected </a>, but got </b>\n"
+       "Parse error in line 1, col 10:\n"
+       "<a><b></a></b>\n"
+       "        ~^\n"},
+      {"<a>\n  <b c>\n</a>",
+       "Error: no transition defined for processing '>' in state '32'\n"
+       "Parse error in line 2, col 7:\n"
+       "  <b c>\n"
+       "     ~^\n"},
+      {"<a/><b/>",
+       "Error: invalid xml document, because the document contains multiple root elements.\n"
+       "Parse error in line 1, col 8:\n"
+       "<a/><b/>\n"
+       "     ~~^\n"},
+      {"<a><b>",
+       "Error: invalid xml document, because not all tags have been closed correctly.\n"
+       "Parse error in line 1, col 6:\n"
+       "<a><b>\n"
+       "    ~^\n"
+       "Stack contents:\n"
+       "1: a\n"
+       "0: \n"},
+      {"<p:a/>",
+       "Error: using unknown namespace prefix 'p'\n"
+       "Parse error in line 1, col 6:\n"
+       "<p:a/>\n"
+       "   ~~^\n"},
+      {"<a x='1'y='2'/>",
+       "Error: no transition defined for processing 'y' in state '60'\n"
+       "Parse error in line 1, col 9:\n"
+       "<a x='1'y='2'/>\n"
+       "      ~~^\n"},
+      {"<!x>",
+       "Error: no transition defined for processing 'x' in state '8'\n"
+       "Parse error in line 1, col 3:\n"
+       "<!x>\n"
+       "~~^\n"},
+  };
+  for (const auto& c : cases) {
+    xml_doc doc;
+    const outcome r = parse(doc, c.text);
+    EXPECT_EQ(r.rc, -1) << c.text;
+    EXPECT_EQ(r.err, c.err) << c.text;
+    // Only the multiple-roots report leaves the tree attached.
+    EXPECT_EQ(doc.root() != nullptr, c.text == "<a/><b/>") << c.text;
+  }
+}
+
+TEST(XmlErrors, NestingLimitCountsTheRoot) {
+  auto nested = [](int depth, const std::string& innermost) {
+    std::string text;
+    for (int i = 1; i < depth; ++i) text += "<e>";
+    text += innermost;
+    for (int i = 1; i < depth; ++i) text += "</e>";
+    return text;
+  };
+  xml_doc doc;
+  // Depth 20 holds only an empty element without attributes.
+  std::string text = nested(20, "<x/>");
+  EXPECT_EQ(parse(doc, text).rc, 0);
+  for (const char* inner : {"<x a='1'/>", "<x></x>", "<x><y/></x>"}) {
+    text = nested(20, inner);
+    const outcome r = parse(doc, text);
+    EXPECT_EQ(r.rc, -1) << inner;
+    EXPECT_TRUE(starts_with(r.err, "Error: reached maximum xml tag nesting level\n")) << inner;
+  }
+  text = nested(100000, "");
+  EXPECT_EQ(parse(doc, text).rc, -1);
+}
+
+TEST(XmlErrors, NamespaceTableFull) {
+  std::string text = "<a";
+  for (int i = 0; i < 20; ++i)
+    text += " xmlns:p" + std::to_string(i) + "='u" + std::to_string(i) + "'";
+  text += "><b xmlns='u3'/><c xmlns='u20'/></a>";
+  xml_doc doc;
+  const outcome r = parse(doc, text);
+  EXPECT_EQ(r.rc, -1);
+  const std::string head =
+      "  xml_doc_add_namespace: Cannot add namespace. Maximum number of namespaces already "
+      "reached: XML_MAX_NAMESPACES=20\n"
+      "Error: could not add new namespace, maximum number of namespaces reached.Parse error in "
+      "line 1, col ";
+  EXPECT_TRUE(starts_with(r.err, head)) << r.err;
+  // A 21st prefixed declaration is only reported.
+  text = "<a";
+  for (int i = 0; i < 21; ++i)
+    text += " xmlns:p" + std::to_string(i) + "='u" + std::to_string(i) + "'";
+  text += "/>";
+  EXPECT_EQ(parse(doc, text).rc, 0);
+  EXPECT_EQ(doc.namespace_count(), 20u);
+}
+
+TEST(XmlErrors, BadInputNeverCrashes) {
+  const std::string good =
+      "<?xml version='1.0'?><!-- c --><r xmlns:p=\"u\" a=\"1\" b='2'><p:x yy = \"&lt;\"/>"
+      "<![CDATA[d]]>text</r>";
+  xml_doc doc;
+  // Every truncation fails but those that end right after the declaration or the comment.
+  for (std::size_t n = 0; n < good.size(); ++n) {
+    const std::string cut = good.substr(0, n);
+    EXPECT_EQ(parse(doc, cut).rc, (n == 0 || n == 21 || n == 31) ? 0 : -1) << cut;
+  }
+  EXPECT_EQ(parse(doc, good).rc, 0);
+  for (const char* unterminated :
+       {"<a><!-- x", "<a><![CDATA[x]]", "<a b='1", "<a b=\"", "<?pi", "<a><?pi ?", "<"}) {
+    const std::string text = unterminated;
+    EXPECT_EQ(parse(doc, text).rc, -1) << text;
+  }
+  std::string nul("<a>\0</a>", 8);
+  EXPECT_EQ(parse(doc, nul).rc, -1);
+
+  std::mt19937 random(7);
+  for (int i = 0; i < 300; ++i) {
+    std::string garbage(static_cast<std::size_t>(random() % 200), '\0');
+    for (char& c : garbage) c = "<>/=\"'?!-[]CDAT: \nab\x80"[random() % 21];
+    const int rc = parse(doc, garbage).rc;
+    EXPECT_TRUE(rc == 0 || rc == -1);
+  }
+}
+
+TEST(XmlErrors, LongLine) {
+  std::string text = "<a>" + std::string(10 * 1024 * 1024, 'x') + "<b/></a>";
+  xml_doc doc;
+  ASSERT_EQ(parse(doc, text).rc, 0);
+  EXPECT_EQ(doc.document_element()->first_child()->column(), 10u * 1024 * 1024 + 4);
+  text.replace(text.size() - 4, 4, "</c>");
+  const outcome r = parse(doc, text);
+  EXPECT_EQ(r.rc, -1);
+  EXPECT_NE(r.err.find("Parse error in line 1, col " + std::to_string(text.size()) + ":\n<a>xxx"),
+            std::string::npos);
+}
+
+TEST(XmlDoc, LoadFile) {
+  test::TempDir dir;
+  const std::string path = (dir / "model.xml").string();
+  test::write_file(path, "<a>\r\n <b c='d'/>\n</a>\n");
+  xml_doc doc;
+  ASSERT_EQ(xml_doc_load_file(path.c_str(), doc), 0);
+  EXPECT_EQ(doc.file_name(), path.c_str());
+  const xml_node* b = doc.document_element()->first_child();
+  EXPECT_EQ(b->line(), 2u);
+  EXPECT_EQ(std::string(xml_node_location(b)), path + ":2:2");
+  // Loading again reuses the document.
+  ASSERT_EQ(xml_doc_load_file(path.c_str(), doc), 0);
+  EXPECT_EQ(str(doc.document_element()->name()), "a");
+
+  const std::string missing = (dir / "missing.xml").string();
+  test::CaptureFd capture(2);
+  EXPECT_EQ(xml_doc_load_file(missing.c_str(), doc), -1);
+  EXPECT_EQ(xml_doc_load_file(dir.path().c_str(), doc), -1);
+  EXPECT_EQ(capture.finish(), "");
+  EXPECT_EQ(doc.root(), nullptr);
+
+  test::write_file(path, "<a>");
+  test::CaptureFd capture2(2);
+  EXPECT_EQ(xml_doc_load_file(path.c_str(), doc), -1);
+  capture2.finish();
+  EXPECT_EQ(doc.root(), nullptr);
+  EXPECT_EQ(doc.text().size(), 0u);
+}
+
+TEST(XmlDoc, RemoveFreeAndReuse) {
+  const std::string text = "<a><b/><c><d/></c><e/></a>";
+  xml_doc doc;
+  ASSERT_EQ(parse(doc, text).rc, 0);
+  xml_node* a = const_cast<xml_node*>(doc.document_element());
+  xml_node* c = const_cast<xml_node*>(a->find_child("c"));
+  xml_node_remove(a, c);
+  EXPECT_EQ(a->count_children(), 2u);
+  EXPECT_EQ(str(a->find_child("b")->next_sibling()->name()), "e");
+  xml_node_free(c);
+  xml_node_free(const_cast<xml_node*>(a->first_child()));  // b and its later sibling e
+  EXPECT_EQ(a->first_node(), nullptr);
+  const std::size_t bytes = doc.tree_bytes();
+  const std::uint32_t before = xml_node_new(doc, XML_NODE_ELEMENT, -1)->sequence();
+  for (int i = 0; i < 3; ++i)
+    EXPECT_EQ(xml_node_new(doc, XML_NODE_ELEMENT, -1)->sequence(), before + 1 + i);
+  EXPECT_EQ(doc.tree_bytes(), bytes);
+  xml_doc_clear(doc);
+  EXPECT_EQ(doc.root(), nullptr);
+  EXPECT_EQ(doc.tree_bytes(), 0u);
+}
+
+TEST(XmlString, HtmlDecode) {
+  struct {
+    const char* in;
+    int rc;
+    const char* out;
+  } cases[] = {
+      {"&#x41;&#65;", 0, "AA"},
+      {"&#65", -2, ""},
+      {"&foo; & &amp &lt;&gt;&quot;&amp;&apos;", 0, "&foo; & &amp <>\"&'"},
+      {"&#8364;&#x10FFFF;", 0, "\xE2\x82\xAC\xF4\x8F\xBF\xBF"},
+      {"&#x110000;", -2, ""},
+      {"&#99999999999999999999999;", -2, ""},
+      {"&#X41;", -2, ""},
+      {"a&#x0x41;", 0, "aA"},
+      {"&#-1;", -2, ""},
+  };
+  char out[64];
+  for (const auto& c : cases) {
+    EXPECT_EQ(xml_string_html_decode(c.in, out, sizeof out), c.rc) << c.in;
+    if (c.rc == 0) {
+      EXPECT_STREQ(out, c.out) << c.in;
+    }
+  }
+  // Full output: what fitted is kept; a multi-byte character that does not fit is an error.
+  EXPECT_EQ(xml_string_html_decode("abcdef", out, 4), -3);
+  EXPECT_STREQ(out, "abc");
+  EXPECT_EQ(xml_string_html_decode("abc", out, 4), 0);
+  EXPECT_EQ(xml_string_html_decode("ab&#8364;", out, 4), -2);
+  EXPECT_EQ(xml_string_html_decode("ab", nullptr, 4), -2);
+  EXPECT_EQ(xml_string_html_decode("ab", out, 0), -2);
+}
+
+TEST(XmlString, Helpers) {
+  EXPECT_LT(xml_string_compare("zz", "aaa"), 0);
+  EXPECT_GT(xml_string_compare("ab", "aa"), 0);
+  EXPECT_EQ(xml_string_compare(xml_string(), ""), 0);
+  EXPECT_EQ(xml_string_compare_cstr("abc", "abc"), 0);
+  EXPECT_GT(xml_string_compare("\xff", "a"), 0);
+  EXPECT_TRUE(xml_string_is_true("true"));
+  EXPECT_TRUE(xml_string_is_true("1"));
+  EXPECT_FALSE(xml_string_is_true("True"));
+  EXPECT_TRUE(xml_string_starts_with("ns=1;i=5", "ns="));
+  EXPECT_TRUE(xml_string_has_entities("a&b"));
+  xml_string s;
+  xml_string_set(s, "abc", 2);
+  EXPECT_EQ(str(s), "ab");
+  EXPECT_TRUE(xml_string_is_empty(xml_string_from_cstr(nullptr)));
+}
+
+}  // namespace
+}  // namespace vos
