@@ -25,9 +25,9 @@ std::string tagged(std::string text, Number n) {
 class recording_stages final : public vos::model_stages {
  public:
   std::vector<std::string> calls;
-  int load_status = 0;         // returned by load_nodeset for a path named "fail.xml"
-  int nsmap_status = 0;        // returned by load_namespace_mappings
-  int back_end_status = 0;     // returned by every back end
+  int load_status = 0;      // returned by load_nodeset for a path named "fail.xml"
+  int nsmap_status = 0;     // returned by load_namespace_mappings
+  int back_end_status = 0;  // returned by every back end
 
   void set_bytestring_limit(long limit) override { note(tagged("b", limit)); }
   void set_default_locale(const std::string& l) override { note("l" + l); }
@@ -101,7 +101,7 @@ using Calls = std::vector<std::string>;
 
 TEST(Driver, ConverterRunsTheStagesInOrder) {
   RunLog r = drive({"vospack", "-vv", "-b", "12", "-a", "-s", "-f", "A*", "-f", "B", "-p", "-e",
-                 "doc", "-i2", "-o", "x.bin", "ns0.xml", "di.xml"});
+                    "doc", "-i2", "-o", "x.bin", "ns0.xml", "di.xml"});
   EXPECT_EQ(r.status, 0);
   EXPECT_EQ(r.calls, (Calls{"b12", "i2", "trace2", "start", "load ns0.xml", "load di.xml",
                             "nstable", "print", "all", "resolve", "check", "strip", "filters 2",
@@ -117,7 +117,8 @@ TEST(Driver, GeneratorAndXmlExport) {
 
   // -x replaces the back end in both personalities, at the default output path.
   RunLog xml = drive({"vospack", "-x"});
-  EXPECT_EQ(xml.calls, (Calls{"start", "nstable", "resolve", "check", "xml output.bin", "release"}));
+  EXPECT_EQ(xml.calls,
+            (Calls{"start", "nstable", "resolve", "check", "xml output.bin", "release"}));
 }
 
 TEST(Driver, FailuresEndTheRunWithTheirStatus) {

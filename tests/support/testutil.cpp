@@ -55,7 +55,9 @@ CaptureFd::CaptureFd(int fd) : fd_(fd) {
   dup2(fileno(file_), fd_);
 }
 
-CaptureFd::~CaptureFd() { finish(); }
+CaptureFd::~CaptureFd() {
+  finish();
+}
 
 std::string CaptureFd::finish() {
   if (done_) return text_;
@@ -117,7 +119,9 @@ RunResult run_program(const fs::path& program, std::string_view name,
   return result;
 }
 
-fs::path vospack_binary() { return fs::path(VOS_BIN_DIR) / "vospack"; }
+fs::path vospack_binary() {
+  return fs::path(VOS_BIN_DIR) / "vospack";
+}
 
 fs::path nodeset_dir() {
   fs::path dir = fs::path(VOS_SOURCE_DIR) / "node_modules" / "node-opcua-nodesets" / "nodesets";

@@ -1,3 +1,5 @@
 #include "tools/vospack/driver.h"
 
-int main(int argc, char** argv) { return vos::driver_main(argc, argv); }
+int main(int argc, char** argv) {
+  return vos::driver_main(argc, argv);
+}

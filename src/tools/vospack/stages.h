@@ -26,14 +26,14 @@ class model_stages {
   virtual ~model_stages() = default;
 
   // Settings changed while the options are scanned.
-  virtual void set_bytestring_limit(long limit) = 0;  // -b, already checked <= 4194304
+  virtual void set_bytestring_limit(long limit) = 0;               // -b, already checked <= 4194304
   virtual void set_default_locale(const std::string& locale) = 0;  // -l, at most 9 chars
   virtual void set_library_name(const std::string& name) = 0;      // -n, at most 255 chars
-  virtual void set_provider_skeleton(bool on) = 0;                  // -m
-  virtual int select_index(const char* argument) = 0;               // -i
-  virtual int select_uri(const char* argument) = 0;                 // -u
-  virtual int load_placeholders(const char* path) = 0;              // -P
-  virtual int load_address_mapping(const char* path) = 0;           // -M
+  virtual void set_provider_skeleton(bool on) = 0;                 // -m
+  virtual int select_index(const char* argument) = 0;              // -i
+  virtual int select_uri(const char* argument) = 0;                // -u
+  virtual int load_placeholders(const char* path) = 0;             // -P
+  virtual int load_address_mapping(const char* path) = 0;          // -M
 
   // Start-up, after the scan. `trace_level` is verbosity - 2 when above 0.
   virtual void set_graph_trace_level(int level) = 0;

@@ -15,7 +15,9 @@ constexpr unsigned kByteStringLimit = 4194304;
 constexpr unsigned kFileFormatMajor = 1;
 constexpr unsigned kFileFormatMinor = 9;
 
-void put(const char* line) { std::fputs(line, stderr); }
+void put(const char* line) {
+  std::fputs(line, stderr);
+}
 
 void print_common_usage(const char* name) {
   std::fprintf(stderr, "Usage: %s [-h] [-o <outputfile>] [<base xml files...>] <xml file...>\n",
