@@ -167,7 +167,7 @@ TEST(Cli, RunWithoutInputsStartsTheTraceAndReachesTheBackEnd) {
 
 TEST(Cli, ModelFilesLoadInOrderAndTheFirstFailureStops) {
   TempDir dir;
-  write_file(dir / "good.xml", "<?xml version=\"1.0\"?>\n<UANodeSet><a x='1'/></UANodeSet>\n");
+  write_file(dir / "good.xml", "<?xml version=\"1.0\"?>\n<UANodeSet><Models/></UANodeSet>\n");
   write_file(dir / "bad.xml", "<UANodeSet>\n  <a></b>\n</UANodeSet>\n");
   RunResult r = run(dir, "vospack", {"good.xml", "bad.xml", "never.xml"});
   EXPECT_NE(r.status, 0);

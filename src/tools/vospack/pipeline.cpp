@@ -2,34 +2,18 @@
 
 #include <cstdio>
 
+#include "tools/vospack/addrspace_print.h"
+#include "tools/vospack/convert.h"
+#include "tools/vospack/filter.h"
+#include "tools/vospack/xmlexport.h"
 #include "uabase/encoder.h"
 #include "util/errors.h"
-#include "util/xml.h"
 
 namespace vos {
 
-namespace {
-
-constexpr unsigned long kByteStringLimitMax = 4194304;
-
-// A stage that a later version of the tool provides: said plainly instead of pretending.
-int not_available(const char* what) {
-  std::fprintf(stderr, "error: %s is not available in this build yet.\n", what);
-  return UA_EBADNOTIMPL;
-}
-
-}  // namespace
-
 void pipeline::set_bytestring_limit(long limit) {
   // Taken as unsigned: a negative value compares as larger than the maximum and is ignored.
-  const auto value = static_cast<unsigned long>(limit);
-  if (value <= kByteStringLimitMax) bytestring_limit_ = value;
-}
-
-int pipeline::load_placeholders(const char*) { return not_available("loading placeholder files"); }
-
-int pipeline::load_address_mapping(const char*) {
-  return not_available("loading address-mapping files");
+  loader_.values().set_bytestring_limit(static_cast<unsigned long>(limit));
 }
 
 int pipeline::start() {
@@ -39,30 +23,37 @@ int pipeline::start() {
 }
 
 int pipeline::load_nodeset(const char* path) {
-  xml_doc doc;
-  return xml_doc_load_file(path, doc);
+  return loader_.load_nodeset(path);
 }
 
-void pipeline::print_address_space() { not_available("printing the address space"); }
-
-void pipeline::strip_unused_types() { not_available("stripping unused types"); }
-
-void pipeline::apply_filters(const std::vector<std::string>&) {
-  not_available("category filtering");
+void pipeline::print_address_space() {
+  addrspace_print(graph_, stdout);
 }
 
-int pipeline::load_namespace_mappings(const char*) {
-  return not_available("loading namespace-mapping files");
+void pipeline::strip_unused_types() {
+  filter_strip_unused_types(graph_);
 }
 
-int pipeline::export_xml(const char*) { return not_available("NodeSet XML export"); }
+void pipeline::apply_filters(const std::vector<std::string>& filters) {
+  filter_apply(graph_, filters);
+}
 
-int pipeline::write_binary(const char*, const char*) {
-  return not_available("writing the binary address-space file");
+int pipeline::load_namespace_mappings(const char* path) {
+  return namespace_mapping_load(namespaces_, path);
+}
+
+int pipeline::export_xml(const char* path) {
+  return xmlexport_write(graph_, namespaces_, path);
+}
+
+int pipeline::write_binary(const char* path, const char* extensions) {
+  return convert_write_file(graph_, namespaces_, path, extensions);
 }
 
 int pipeline::generate(const char*, const input_digest&, const codegen_options&) {
-  return not_available("C code generation");
+  // The C generator is not part of this build yet: say so plainly instead of pretending.
+  std::fputs("error: C code generation is not available in this build yet.\n", stderr);
+  return UA_EBADNOTIMPL;
 }
 
 }  // namespace vos

@@ -5,22 +5,27 @@
 #include <vector>
 
 #include "tools/vospack/nstable.h"
+#include "tools/vospack/sidefiles.h"
 #include "tools/vospack/stages.h"
+#include "tools/vospack/uagraph.h"
+#include "tools/vospack/xmlloader.h"
 
 namespace vos {
 
 class pipeline final : public model_stages {
  public:
   void set_bytestring_limit(long limit) override;
-  void set_default_locale(const std::string& locale) override { default_locale_ = locale; }
+  void set_default_locale(const std::string& locale) override {
+    loader_.set_default_locale(locale);
+  }
   void set_library_name(const std::string& name) override { library_name_ = name; }
   void set_provider_skeleton(bool on) override { provider_skeleton_ = on; }
   int select_index(const char* argument) override { return namespaces_.select_index(argument); }
   int select_uri(const char* argument) override { return namespaces_.select_uri(argument); }
-  int load_placeholders(const char* path) override;
-  int load_address_mapping(const char* path) override;
+  int load_placeholders(const char* path) override { return placeholders_.load(path); }
+  int load_address_mapping(const char* path) override { return address_mapping_.load(path); }
 
-  void set_graph_trace_level(int level) override { graph_trace_level_ = level; }
+  void set_graph_trace_level(int level) override { graph_.set_trace_level(level); }
   int start() override;
   int load_nodeset(const char* path) override;
 
@@ -38,19 +43,25 @@ class pipeline final : public model_stages {
   int generate(const char* directory, const input_digest& digest,
                const codegen_options& options) override;
 
-  void release() override {}
+  void release() override { address_mapping_.clear(); }
 
   // The ByteString limit handed to the value parser.
-  unsigned long bytestring_limit() const { return bytestring_limit_; }
+  unsigned long bytestring_limit() const { return loader_.values().bytestring_limit(); }
   const nstable& namespaces() const { return namespaces_; }
+  const uagraph& graph() const { return graph_; }
+  const std::string& default_locale() const { return loader_.default_locale(); }
+  const placeholder_table& placeholders() const { return placeholders_; }
+  const address_mapping_table& address_mapping() const { return address_mapping_; }
 
  private:
-  unsigned long bytestring_limit_ = 4194304;
-  std::string default_locale_ = "auto";
   std::string library_name_ = "mymodel";
   bool provider_skeleton_ = false;
-  int graph_trace_level_ = 0;
   nstable namespaces_;
+  uagraph graph_;
+  // Fills the graph and the namespace table; declared after them.
+  xmlloader loader_{graph_, namespaces_};
+  placeholder_table placeholders_;
+  address_mapping_table address_mapping_;
 };
 
 }  // namespace vos
