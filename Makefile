@@ -58,8 +58,8 @@ bench: build
 demo: build
 	mkdir -p $(OUT)
 	cd $(OUT) && ../$(BUILD)/bin/vospack -i2 -v -o di.bin \
-	  ../$(NODESETS)/Opc.Ua.NodeSet2.xml ../$(NODESETS)/Opc.Ua.Di.NodeSet2.xml; \
-	  echo "vospack exited with status $$?"
+	  ../$(NODESETS)/Opc.Ua.NodeSet2.xml ../$(NODESETS)/Opc.Ua.Di.NodeSet2.xml
+	$(BUILD)/bin/vosdump $(OUT)/di.bin
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD) $(FUZZ_BUILD) $(OUT)
