@@ -153,7 +153,7 @@ struct ua_type_table_ns0_data {
   std::span<const ua_dict_structure> structures;
   std::span<const ua_type_table_idx_table> idx_table;
 };
-// The sizes of the namespace-0 data of the supported specification version (1.05.07): its
+// The sizes of the namespace-0 data of the OPC UA version we support (1.05.07): its
 // 40 enumerations and 19 integer option sets, its 162 non-abstract structure types.
 inline constexpr uint32_t UA_NS0_INTTYPE_COUNT_EXPECTED = 59;
 inline constexpr uint32_t UA_NS0_STRUCTURE_COUNT_EXPECTED = 162;

@@ -51,12 +51,12 @@ int getopt(int argc, char* const argv[], const char* optstring) {
   }
   ++next_char;
 
-  const char* spec = std::strchr(optstring, letter);
-  if (letter == ':' || spec == nullptr) {
+  const char* entry = std::strchr(optstring, letter);
+  if (letter == ':' || entry == nullptr) {
     std::fprintf(stderr, "%s: unknown option -%c\n", argv[0], letter);
     return '?';
   }
-  if (spec[1] != ':') return letter;
+  if (entry[1] != ':') return letter;
 
   if (*next_char != '\0') {  // -i2: the rest of the cluster is the argument
     optarg = next_char;
