@@ -28,20 +28,20 @@ class cursor {
   }
   int byte(uint8_t& v) { return bytes(&v, 1); }
   int raw_u16(uint16_t& v) {
-    uint8_t b[2];
+    uint8_t b[2] = {};
     const int ret = bytes(b, 2);
     v = static_cast<uint16_t>(b[0] | (b[1] << 8));
     return ret;
   }
   int raw_u32(uint32_t& v) {
-    uint8_t b[4];
+    uint8_t b[4] = {};
     const int ret = bytes(b, 4);
     v = 0;
     for (int i = 3; i >= 0; --i) v = (v << 8) | b[i];
     return ret;
   }
   int raw_i64(int64_t& v) {
-    uint8_t b[8];
+    uint8_t b[8] = {};
     const int ret = bytes(b, 8);
     uint64_t u = 0;
     for (int i = 7; i >= 0; --i) u = (u << 8) | b[i];
@@ -193,7 +193,7 @@ int read_scalar(cursor& c, uint8_t type, void* value) {
     case UA_VT_NULL:
       return 0;
     case UA_VT_BOOLEAN: {
-      uint8_t b;
+      uint8_t b = 0;
       const int ret = c.byte(b);
       *static_cast<bool*>(value) = b != 0;
       return ret;
