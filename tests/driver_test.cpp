@@ -39,7 +39,7 @@ class recording_stages final : public vos::model_stages {
   int load_address_mapping(const char* p) override { return note(std::string("M") + p); }
   void set_graph_trace_level(int level) override { note(tagged("trace", level)); }
   int start() override { return note("start"); }
-  int load_nodeset(const char* path) override {
+  int load_nodeset(const char* path, vos::Md5*) override {
     note(std::string("load ") + path);
     return std::string(path) == "fail.xml" ? load_status : 0;
   }

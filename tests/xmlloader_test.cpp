@@ -532,5 +532,22 @@ TEST(LoaderCorpus, CutModelsFail) {
   diag_set_verbosity(2);
 }
 
+// The input digest takes exactly the bytes of the files that loaded.
+TEST(LoaderDigest, FeedsTheBytesOfLoadedFilesOnly) {
+  test::TempDir dir;
+  const std::string good = "<?xml version=\"1.0\"?>\n<UANodeSet><Models/></UANodeSet>\n";
+  test::write_file(dir / "good.xml", good);
+  test::write_file(dir / "bad.xml", "<UANodeSet></Models>");
+  nstable ns;
+  uagraph graph;
+  xmlloader loader(graph, ns);
+  Md5 digest;
+  ASSERT_EQ(loader.load_nodeset((dir / "good.xml").c_str(), &digest), 0);
+  CaptureFd quiet(2);
+  EXPECT_NE(loader.load_nodeset((dir / "bad.xml").c_str(), &digest), 0);
+  quiet.finish();
+  EXPECT_EQ(digest.final(), md5(good));
+}
+
 }  // namespace
 }  // namespace vos

@@ -23,7 +23,6 @@ constexpr size_t kPathMax = 259;
 constexpr size_t kLocaleMax = 9;
 constexpr size_t kLibraryNameMax = 255;
 constexpr long kByteStringLimitMax = 4194304;
-constexpr size_t kDigestBlock = 4096;
 
 constexpr const char* kConverterOptions = "+hVsf:o:ae:i:u:vqb:pP:l:x0r:S:W:";
 constexpr const char* kGeneratorOptions = "+hVsf:o:ab:c:di:u:vqn:NpP:M:l:mx0r:S:W:O";
@@ -169,17 +168,6 @@ scan_result act_on_option(int letter, run_state& run, model_stages& stages) {
   }
 }
 
-// Feeds a loaded file to the input digest in 4096-byte blocks; a file that cannot be
-// opened again is left out without a message.
-void digest_file(const char* path, Md5& digest) {
-  std::FILE* f = std::fopen(path, "rb");
-  if (f == nullptr) return;
-  unsigned char block[kDigestBlock];
-  size_t n;
-  while ((n = std::fread(block, 1, sizeof block, f)) > 0) digest.update(block, n);
-  std::fclose(f);
-}
-
 // Steps 8 to 19 of a run whose inputs all loaded; returns the exit status.
 int run_outputs(const run_state& run, model_stages& stages, const input_digest& digest) {
   stages.print_namespace_table();
@@ -267,18 +255,20 @@ int driver_run(int argc, char** argv, model_stages& stages) {
   int status = trace_start(TRACE_LEVEL_ERROR, TRACE_COMPONENT_ALL);
   const bool have_inputs = optind < argc;
   const int start_status = stages.start();
+  // The digest of all input bytes identifies the input set in generated code; only the
+  // generator uses it.
   Md5 digest;
+  Md5* const wanted = run.who == personality::generator ? &digest : nullptr;
   bool loaded = start_status == 0;
   if (start_status != 0) status = start_status;
   for (; loaded && optind < argc; ++optind) {
     const char* path = argv[optind];
-    status = stages.load_nodeset(path);
+    status = stages.load_nodeset(path, wanted);
     if (status != 0) {
       std::fprintf(stderr, "error: failed to load '%s'\n", path);
       loaded = false;
       break;
     }
-    digest_file(path, digest);
   }
   const input_digest sum = digest.final();
 

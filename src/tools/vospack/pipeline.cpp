@@ -22,8 +22,8 @@ int pipeline::start() {
   return ua_encoder_init();
 }
 
-int pipeline::load_nodeset(const char* path) {
-  return loader_.load_nodeset(path);
+int pipeline::load_nodeset(const char* path, Md5* digest) {
+  return loader_.load_nodeset(path, digest);
 }
 
 void pipeline::print_address_space() {

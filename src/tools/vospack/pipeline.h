@@ -27,7 +27,7 @@ class pipeline final : public model_stages {
 
   void set_graph_trace_level(int level) override { graph_.set_trace_level(level); }
   int start() override;
-  int load_nodeset(const char* path) override;
+  int load_nodeset(const char* path, Md5* digest) override;
 
   void print_namespace_table() override { namespaces_.print(); }
   void print_address_space() override;

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "util/md5.h"
+
 namespace vos {
 
 // The generator's settings, handed over by the driver.
@@ -39,8 +41,9 @@ class model_stages {
   virtual void set_graph_trace_level(int level) = 0;
   virtual int start() = 0;  // encoder, namespace table, graph stores
 
-  // One NodeSet file; 0 on success, else the loader's status.
-  virtual int load_nodeset(const char* path) = 0;
+  // One NodeSet file; 0 on success, else the loader's status. After a successful load the
+  // file's bytes go into `digest` when one is given.
+  virtual int load_nodeset(const char* path, Md5* digest) = 0;
 
   // After loading.
   virtual void print_namespace_table() = 0;

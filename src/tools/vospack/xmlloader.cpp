@@ -85,12 +85,13 @@ void xmlloader::reset_file_state() {
   xml_to_run_.clear();
 }
 
-int xmlloader::load_nodeset(const char* path) {
+int xmlloader::load_nodeset(const char* path, Md5* digest) {
   diag_debug_at(VOS_HERE, "xmlloader_load_nodeset", nullptr, "Parsing XML file '%s'\n", path);
   xml_doc doc;
-  const int ret = xml_doc_load_file(path, doc);
-  if (ret != 0) return ret;
-  return load_document(doc);
+  int ret = xml_doc_load_file(path, doc);
+  if (ret == 0) ret = load_document(doc);
+  if (ret == 0 && digest != nullptr) digest->update(doc.text());
+  return ret;
 }
 
 int xmlloader::load_nodeset_buffer(std::string_view text, const char* name) {

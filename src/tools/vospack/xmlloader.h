@@ -23,6 +23,7 @@
 #include "tools/vospack/uagraph.h"
 #include "tools/vospack/xmlvalueparser.h"
 #include "uabase/types.h"
+#include "util/md5.h"
 #include "util/xml.h"
 
 namespace vos {
@@ -55,7 +56,9 @@ class xmlloader {
   const xmlvalueparser& values() const { return values_; }
 
   // Loads one file; 0, or a negative status (the nodes loaded so far stay in the graph).
-  int load_nodeset(const char* path);
+  // After a successful load the file's bytes are fed to `digest` when one is given, from
+  // the text already in memory, so that the file is read once.
+  int load_nodeset(const char* path, Md5* digest = nullptr);
   // The same for a document in memory, read under the file name `name`; `text` must stay
   // alive during the call.
   int load_nodeset_buffer(std::string_view text, const char* name);
