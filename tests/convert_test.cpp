@@ -340,7 +340,8 @@ TEST_F(ConvertTest, FailuresLeaveNoValidFile) {
   EXPECT_NE(ua_file_read_path(path.c_str(), f), 0);
   EXPECT_EQ(err.finish(),
             "unhandled enum value in output_create_stringtable: 9\n"
-            "error: unsupported datadefinition type: 9 \n");
+            "error: unsupported datadefinition type: 9 \n"
+            "error: failed to write node ns=2;i=3: UA_EBAD\n");
   // The run stops at the failing node.
   const std::string progress = out.finish();
   EXPECT_NE(progress.find("Writing datatype: id=ns=2;i=3, bn=Colour"), std::string::npos);

@@ -481,7 +481,12 @@ int converter::write_nodes() {
         const bool has_decl = !n->as<UAMethod>()->MethodDeclarationId.is_null();
         if (has_decl != (s.method_pass == 2)) continue;
       }
-      if (int ret = write_node(*n, s.label); ret != 0) return ret;
+      if (int ret = write_node(*n, s.label); ret != 0) {
+        // The record stops in the middle: name the node, so that the model can be fixed.
+        diag_error(VOS_HERE, "output_write_nodes", "failed to write node %s: %s\n",
+                   ua_nodeid_printable(n->NodeId).c_str(), util_error_lookup(ret));
+        return ret;
+      }
     }
   }
   return 0;
