@@ -91,6 +91,23 @@ int as_int(std::size_t n) noexcept {
   return static_cast<int>(std::min<std::size_t>(n, 0x7fffffff));
 }
 
+// Reads the file at `path` and hands each line that is not a comment to `handle`, without
+// its line feed and with its number from 1, until `handle` returns false. Returns 0, or
+// read_whole's status when the file cannot be read (then `handle` is never called).
+template <class Handler>
+int for_each_setting_line(const char* path, Handler&& handle) {
+  std::string text;
+  const int rc = read_whole(path, text);
+  if (rc != 0) return rc;
+  line_reader lines(text);
+  std::string_view line;
+  while (lines.next(line)) {
+    if (line.front() == '#') continue;
+    if (!handle(drop_one_line_feed(line), lines.number())) break;
+  }
+  return 0;
+}
+
 }  // namespace
 
 // ---- placeholder file ---------------------------------------------------------------------
@@ -131,20 +148,13 @@ void address_mapping_table::clear() noexcept {
 
 int address_mapping_table::load(const char* path) {
   clear();
-  std::string text;
-  const int rc = read_whole(path, text);
-  if (rc != 0) return rc;
-
   int status = 0;
-  line_reader lines(text);
-  std::string_view line;
-  while (lines.next(line)) {
-    if (line.front() == '#') continue;
-    tokenizer tokens(drop_one_line_feed(line));
+  const int rc = for_each_setting_line(path, [&](std::string_view line, unsigned number) {
+    tokenizer tokens(line);
     const std::optional<std::string_view> id_text = tokens.next(" \t");
     const std::optional<std::string_view> store_text = id_text ? tokens.next(":") : std::nullopt;
     const std::optional<std::string_view> value_text = store_text ? tokens.next(":") : std::nullopt;
-    if (!value_text) continue;
+    if (!value_text) return true;
     const std::string_view id = trim(*id_text);
     const std::string_view store = trim(*store_text);
     const std::string_view value = trim(*value_text);
@@ -152,36 +162,38 @@ int address_mapping_table::load(const char* path) {
     address_mapping_record record;
     status = ua_nodeid_from_string(record.nodeid, id);
     if (status != 0) {
-      std::fprintf(stderr, "invalid nodeid in line %u: '%.*s'\n", lines.number(), as_int(id.size()),
+      std::fprintf(stderr, "invalid nodeid in line %u: '%.*s'\n", number, as_int(id.size()),
                    id.data());
-      break;
+      return false;
     }
     status = ua_strtouint32(store, nullptr, 10, record.store_index);
     if (status != 0) {
-      std::fprintf(stderr, "invalid store index in line %u: '%.*s'\n", lines.number(),
-                   as_int(store.size()), store.data());
-      break;
+      std::fprintf(stderr, "invalid store index in line %u: '%.*s'\n", number, as_int(store.size()),
+                   store.data());
+      return false;
     }
     if (value != "*") {
       status = ua_strtouint32(value, nullptr, 10, record.value_index);
       if (status != 0) {
-        std::fprintf(stderr, "invalid value index in line %u: '%.*s'\n", lines.number(),
+        std::fprintf(stderr, "invalid value index in line %u: '%.*s'\n", number,
                      as_int(value.size()), value.data());
-        break;
+        return false;
       }
     } else if (record.store_index >= auto_store_count) {
       // The line's record is kept and the load still succeeds: the run goes on with what
       // was read so far.
       records_.push_back(std::move(record));
-      std::fprintf(stderr, "store index is out of range in line %u: '%.*s'\n", lines.number(),
+      std::fprintf(stderr, "store index is out of range in line %u: '%.*s'\n", number,
                    as_int(store.size()), store.data());
       std::fprintf(stderr, "auto-increment is only supported for store index 0..255\n");
-      break;
+      return false;
     } else {
       record.value_index = counters_[record.store_index]++;
     }
     records_.push_back(std::move(record));
-  }
+    return true;
+  });
+  if (rc != 0) return rc;
   std::stable_sort(records_.begin(), records_.end(),
                    [](const address_mapping_record& a, const address_mapping_record& b) {
                      return a.nodeid < b.nodeid;
@@ -199,26 +211,20 @@ const address_mapping_record* address_mapping_table::find(const ua_nodeid& nodei
 // ---- namespace-mapping config -------------------------------------------------------------
 
 int namespace_mapping_load(nstable& namespaces, const char* path) {
-  std::string text;
-  const int rc = read_whole(path, text);
-  if (rc != 0) return rc;
-
   int status = 0;
-  line_reader lines(text);
-  std::string_view line;
-  while (lines.next(line)) {
-    if (line.front() == '#') continue;
-    tokenizer fields(drop_one_line_feed(line));
+  const int rc = for_each_setting_line(path, [&](std::string_view line, unsigned) {
+    tokenizer fields(line);
     const std::optional<std::string_view> index_text = fields.next(";");
     const std::optional<std::string_view> uri = index_text ? fields.next(";") : std::nullopt;
-    if (!uri) continue;
+    if (!uri) return true;
     nstable_entry* entry = namespaces.find_by_uri(trim(*uri));
-    if (entry == nullptr) continue;
+    if (entry == nullptr) return true;
     // Only the last converted line decides the status; a bad index on an earlier line
     // leaves that entry's mapped index as it was and is not reported.
     status = ua_strtouint32(trim(*index_text), nullptr, 10, entry->mapped_index);
-  }
-  return status;
+    return true;
+  });
+  return rc != 0 ? rc : status;
 }
 
 }  // namespace vos

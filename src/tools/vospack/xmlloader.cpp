@@ -54,6 +54,23 @@ const child_row* find_child_row(std::string_view name) {
   return nullptr;
 }
 
+// One pass over the document element's children: a child with a dispatch row goes to
+// `handle` with its row, any other is reported and skipped. Stops at the first child that
+// `handle` fails; returns 0 or UA_EBAD.
+template <class Handler>
+int for_each_child(const xml_node& root, const char* fn, Handler&& handle) {
+  for (const xml_node& child : root.children()) {
+    const child_row* row = find_child_row(child.name());
+    if (row == nullptr) {
+      diag_debug_at(VOS_HERE, fn, &child, "Ignoring tag %.*s\n",
+                    static_cast<int>(child.name().size()), child.name().data());
+      continue;
+    }
+    if (handle(child, *row) != 0) return UA_EBAD;
+  }
+  return 0;
+}
+
 std::string_view trim(std::string_view s) {
   const auto space = [](char c) {
     return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
@@ -127,39 +144,17 @@ int xmlloader::load_document(xml_doc& doc) {
     result = UA_EBAD;
   } else {
     diag_debug_at(VOS_HERE, fn, nullptr, "3rd pass: loading nodes\n");
-    for (const xml_node& child : root->children()) {
-      const child_row* row = find_child_row(child.name());
-      int ret = 0;
-      if (row == nullptr) {
-        diag_debug_at(VOS_HERE, fn, &child, "Ignoring tag %.*s\n",
-                      static_cast<int>(child.name().size()), child.name().data());
-      } else if (row->kind == child_kind::aliases) {
-        ret = load_aliases(&child);
-      } else if (row->kind == child_kind::node) {
-        ret = load_node(&child, row->nodeclass);
-      }
-      if (ret != 0) {
-        result = UA_EBAD;
-        break;
-      }
-    }
+    result = for_each_child(*root, fn, [this](const xml_node& child, const child_row& row) {
+      if (row.kind == child_kind::aliases) return load_aliases(&child);
+      if (row.kind == child_kind::node) return load_node(&child, row.nodeclass);
+      return 0;
+    });
   }
   if (result == 0) {
     diag_debug_at(VOS_HERE, fn, nullptr, "4th pass: loading references\n");
-    for (const xml_node& child : root->children()) {
-      const child_row* row = find_child_row(child.name());
-      int ret = 0;
-      if (row == nullptr) {
-        diag_debug_at(VOS_HERE, fn, &child, "Ignoring tag %.*s\n",
-                      static_cast<int>(child.name().size()), child.name().data());
-      } else if (row->kind == child_kind::node) {
-        ret = load_node_refs(&child);
-      }
-      if (ret != 0) {
-        result = UA_EBAD;
-        break;
-      }
-    }
+    result = for_each_child(*root, fn, [this](const xml_node& child, const child_row& row) {
+      return row.kind == child_kind::node ? load_node_refs(&child) : 0;
+    });
   }
   // The aliases are slices of this document: gone with it.
   reset_file_state();
