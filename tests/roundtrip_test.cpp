@@ -3,62 +3,17 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <functional>
 #include <map>
-#include <set>
 #include <string>
 #include <vector>
 
+#include "support/corpus.h"
 #include "support/testutil.h"
-#include "util/xml.h"
 
 namespace vos {
 namespace {
 
 namespace fs = std::filesystem;
-
-struct model_file {
-  fs::path path;
-  std::vector<std::string> needs;  // URIs of the models it requires and the namespaces it lists
-};
-
-// The installed models by model URI (the 1.02 folder is left out).
-std::map<std::string, model_file> scan_models(const fs::path& dir) {
-  std::map<std::string, model_file> models;
-  for (const auto& entry : fs::directory_iterator(dir)) {
-    if (!entry.is_regular_file() || entry.path().extension() != ".xml") continue;
-    xml_doc doc;
-    const std::string p = entry.path().string();
-    if (xml_doc_load_file(p.c_str(), doc) != 0) continue;
-    const xml_node* root = doc.document_element();
-    const xml_node* model = xml_node_find_child(xml_node_find_child(root, "Models"), "Model");
-    if (model == nullptr || model->find_attribute("ModelUri") == nullptr) continue;
-    model_file m;
-    m.path = entry.path();
-    for (const xml_node& r : model->children())
-      if (const xml_node* u = r.find_attribute("ModelUri")) m.needs.emplace_back(u->value());
-    if (const xml_node* uris = root->find_child("NamespaceUris"))
-      for (const xml_node& u : uris->children()) m.needs.emplace_back(u.value());
-    models.emplace(std::string(model->find_attribute("ModelUri")->value()), std::move(m));
-  }
-  return models;
-}
-
-// The files of a model and of every model it needs, in dependency order (the model last).
-std::vector<std::string> closure(const std::map<std::string, model_file>& models,
-                                 const std::string& uri) {
-  std::vector<std::string> order;
-  std::set<std::string> seen;
-  std::function<void(const std::string&)> visit = [&](const std::string& u) {
-    if (!seen.insert(u).second) return;
-    const auto it = models.find(u);
-    if (it == models.end()) return;
-    for (const std::string& need : it->second.needs) visit(need);
-    order.push_back(it->second.path.string());
-  };
-  visit(uri);
-  return order;
-}
 
 std::string joined(const std::vector<std::string>& args) {
   std::string s;
@@ -82,10 +37,10 @@ class RoundTrip : public ::testing::Test {
   void SetUp() override {
     const fs::path dir = test::nodeset_dir();
     if (dir.empty()) GTEST_SKIP() << "models not installed";
-    models_ = scan_models(dir);
+    models_ = test::corpus_scan(dir);
     ASSERT_GE(models_.size(), 30u);
   }
-  std::map<std::string, model_file> models_;
+  std::map<std::string, test::corpus_model> models_;
   test::TempDir tmp_;
 };
 
@@ -94,7 +49,7 @@ class RoundTrip : public ::testing::Test {
 TEST_F(RoundTrip, EveryModelExportsToAFixedPoint) {
   int compared = 0;
   for (const auto& [uri, model] : models_) {
-    std::vector<std::string> files = closure(models_, uri);
+    std::vector<std::string> files = test::corpus_closure(models_, uri);
     std::vector<std::string> args = {"-u", uri};
     args.insert(args.end(), files.begin(), files.end());
     const test::RunResult first = export_run(tmp_, "first.xml", args);
@@ -123,7 +78,7 @@ TEST_F(RoundTrip, EveryModelExportsToAFixedPoint) {
 TEST_F(RoundTrip, WholeGraphLoadsOnItsOwn) {
   const std::string uri = "http://opcfoundation.org/UA/DI/";
   if (models_.count(uri) == 0) GTEST_SKIP() << "no DI model";
-  const test::RunResult first = export_run(tmp_, "all.xml", closure(models_, uri));
+  const test::RunResult first = export_run(tmp_, "all.xml", test::corpus_closure(models_, uri));
   if (export_missing(first)) GTEST_SKIP() << "the executable does not export yet";
   ASSERT_EQ(first.status, 0) << first.err;
   EXPECT_NE(first.out.find("Successfully written '" + (tmp_ / "all.xml").string() + "'."),

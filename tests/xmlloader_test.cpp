@@ -8,6 +8,7 @@
 #include <string>
 
 #include "diag/diag.h"
+#include "support/mini_models.h"
 #include "support/testutil.h"
 #include "tools/vospack/addrspace_print.h"
 
@@ -16,39 +17,8 @@ namespace {
 
 using test::CaptureFd;
 
-// A small stand-in for the namespace-0 model: the reference types, Root, Objects and a few
-// data types.
-const std::string kMiniNs0 = R"(<?xml version="1.0" encoding="utf-8"?>
-<UANodeSet xmlns="http://opcfoundation.org/UA/2011/03/UANodeSet.xsd" LastModified="2024-01-01T00:00:00Z">
-  <Models><Model ModelUri="http://opcfoundation.org/UA/" Version="1.05.03" PublicationDate="2024-01-01T00:00:00Z"/></Models>
-  <Aliases><Alias Alias="HasSubtype">i=45</Alias><Alias Alias="Organizes">i=35</Alias></Aliases>
-  <UAReferenceType NodeId="i=31" BrowseName="References" IsAbstract="true"><DisplayName>References</DisplayName></UAReferenceType>
-  <UAReferenceType NodeId="i=33" BrowseName="HierarchicalReferences" IsAbstract="true"><DisplayName>HierarchicalReferences</DisplayName>
-    <References><Reference ReferenceType="HasSubtype" IsForward="false">i=31</Reference></References></UAReferenceType>
-  <UAReferenceType NodeId="i=34" BrowseName="HasChild" IsAbstract="true"><DisplayName>HasChild</DisplayName>
-    <References><Reference ReferenceType="HasSubtype" IsForward="false">i=33</Reference></References></UAReferenceType>
-  <UAReferenceType NodeId="i=45" BrowseName="HasSubtype"><DisplayName>HasSubtype</DisplayName><InverseName>SubtypeOf</InverseName>
-    <References><Reference ReferenceType="HasSubtype" IsForward="false">i=34</Reference></References></UAReferenceType>
-  <UAReferenceType NodeId="i=35" BrowseName="Organizes"><DisplayName>Organizes</DisplayName>
-    <References><Reference ReferenceType="HasSubtype" IsForward="false">i=33</Reference></References></UAReferenceType>
-  <UAReferenceType NodeId="i=47" BrowseName="HasComponent"><DisplayName>HasComponent</DisplayName>
-    <References><Reference ReferenceType="HasSubtype" IsForward="false">i=34</Reference></References></UAReferenceType>
-  <UAReferenceType NodeId="i=38" BrowseName="HasEncoding"><DisplayName>HasEncoding</DisplayName>
-    <References><Reference ReferenceType="HasSubtype" IsForward="false">i=31</Reference></References></UAReferenceType>
-  <UAObject NodeId="i=84" BrowseName="Root"><DisplayName>Root</DisplayName></UAObject>
-  <UAObject NodeId="i=85" BrowseName="Objects"><DisplayName>Objects</DisplayName>
-    <References><Reference ReferenceType="Organizes" IsForward="false">i=84</Reference></References></UAObject>
-  <UADataType NodeId="i=24" BrowseName="BaseDataType" IsAbstract="true"><DisplayName>BaseDataType</DisplayName></UADataType>
-  <UADataType NodeId="i=22" BrowseName="Structure" IsAbstract="true"><DisplayName>Structure</DisplayName>
-    <References><Reference ReferenceType="HasSubtype" IsForward="false">i=24</Reference></References></UADataType>
-  <UADataType NodeId="i=29" BrowseName="Enumeration" IsAbstract="true"><DisplayName>Enumeration</DisplayName>
-    <References><Reference ReferenceType="HasSubtype" IsForward="false">i=24</Reference></References></UADataType>
-  <UADataType NodeId="i=6" BrowseName="Int32"><DisplayName>Int32</DisplayName>
-    <References><Reference ReferenceType="HasSubtype" IsForward="false">i=24</Reference></References></UADataType>
-  <UADataType NodeId="i=12" BrowseName="String"><DisplayName>String</DisplayName>
-    <References><Reference ReferenceType="HasSubtype" IsForward="false">i=24</Reference></References></UADataType>
-</UANodeSet>
-)";
+// The namespace-0 stand-in, published and last modified at the start of 2024.
+const std::string kMiniNs0 = test::mini_base_model("2024-01-01T00:00:00Z", "2024-01-01T00:00:00Z");
 
 // A model document with the namespace `uri` as its index 1.
 std::string model_doc(const std::string& uri, const std::string& model_attrs,

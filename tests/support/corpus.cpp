@@ -8,17 +8,21 @@ namespace vos::test {
 
 namespace fs = std::filesystem;
 
-std::map<std::string, corpus_model> corpus_scan(const fs::path& dir) {
+std::map<std::string, corpus_model> corpus_scan(const fs::path& dir,
+                                                std::vector<fs::path>* skipped) {
   std::map<std::string, corpus_model> models;
   for (const auto& entry : fs::directory_iterator(dir)) {
     if (!entry.is_regular_file() || entry.path().extension() != ".xml") continue;
     xml_doc doc;
     const std::string p = entry.path().string();
-    if (xml_doc_load_file(p.c_str(), doc) != 0) continue;
-    const xml_node* root = doc.document_element();
+    const xml_node* root =
+        xml_doc_load_file(p.c_str(), doc) == 0 ? doc.document_element() : nullptr;
     const xml_node* model = xml_node_find_child(xml_node_find_child(root, "Models"), "Model");
     const xml_node* uri = xml_node_find_attribute(model, "ModelUri");
-    if (uri == nullptr) continue;
+    if (uri == nullptr) {
+      if (skipped != nullptr) skipped->push_back(entry.path());
+      continue;
+    }
     corpus_model m;
     m.path = entry.path();
     for (const xml_node* r = model->find_child("RequiredModel"); r != nullptr;

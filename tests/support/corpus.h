@@ -18,8 +18,9 @@ struct corpus_model {
 };
 
 // The models of the folder by model URI; files that cannot be parsed or declare no model
-// are left out.
-std::map<std::string, corpus_model> corpus_scan(const std::filesystem::path& dir);
+// are left out, and listed in `skipped` when it is given.
+std::map<std::string, corpus_model> corpus_scan(
+    const std::filesystem::path& dir, std::vector<std::filesystem::path>* skipped = nullptr);
 
 // The files of the model `uri` and of every model it needs, transitively, in load order
 // (the model itself last). Needed URIs that no file of the corpus declares are skipped.
