@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "diag/diag.h"
-#include "tools/vospack/pipeline.h"
 #include "trace/trace.h"
 #include "util/getopt.h"
 #include "util/md5.h"
@@ -281,9 +280,8 @@ int driver_run(int argc, char** argv, model_stages& stages) {
   return status;
 }
 
-int driver_main(int argc, char** argv) {
+int driver_main(int argc, char** argv, model_stages& stages) {
   std::set_new_handler(out_of_memory);
-  pipeline stages;
   const int status = driver_run(argc, argv, stages);
   // Every file is closed by now. Freeing a graph of a million nodes node by node would only
   // delay the exit, so the process ends here and leaves its memory to the system.

@@ -16,7 +16,8 @@ std::optional<personality> personality_from_name(const char* argv0);
 // The whole run with the given stages.
 int driver_run(int argc, char** argv, model_stages& stages);
 
-// The whole run with the tool's own stages.
-int driver_main(int argc, char** argv);
+// The process entry: runs with the given stages, flushes and ends the process with the
+// run's status (never returns).
+int driver_main(int argc, char** argv, model_stages& stages);
 
 }  // namespace vos

@@ -1,5 +1,7 @@
 #include "tools/vospack/driver.h"
+#include "tools/vospack/run/pipeline.h"
 
 int main(int argc, char** argv) {
-  return vos::driver_main(argc, argv);
+  vos::pipeline stages;
+  return vos::driver_main(argc, argv, stages);
 }

@@ -1,8 +1,9 @@
-#include "tools/vospack/pipeline.h"
+#include "tools/vospack/run/pipeline.h"
 
 #include <cstdio>
 
 #include "tools/vospack/addrspace_print.h"
+#include "tools/vospack/codegen/generator.h"
 #include "tools/vospack/convert.h"
 #include "tools/vospack/filter.h"
 #include "tools/vospack/xmlexport.h"
@@ -50,10 +51,16 @@ int pipeline::write_binary(const char* path, const char* extensions) {
   return convert_write_file(graph_, namespaces_, path, extensions);
 }
 
-int pipeline::generate(const char*, const input_digest&, const codegen_options&) {
-  // The C generator is not part of this build yet: say so plainly instead of pretending.
-  std::fputs("error: C code generation is not available in this build yet.\n", stderr);
-  return UA_EBADNOTIMPL;
+int pipeline::generate(const char* directory, const input_digest& digest,
+                       const codegen_options& options) {
+  codegen_settings settings;
+  settings.options = options;
+  settings.output_dir = directory;
+  settings.digest = digest;
+  settings.library_name = library_name_;
+  settings.provider_skeleton = provider_skeleton_;
+  settings.address_mapping = &address_mapping_;
+  return codegen_generate(graph_, namespaces_, settings);
 }
 
 }  // namespace vos

@@ -1,0 +1,434 @@
+// The header and source of one data type: the frame of every kind, structures and unions.
+#include "tools/vospack/codegen/datatype_sources.h"
+
+#include <algorithm>
+
+#include "tools/vospack/codegen/naming.h"
+#include "tools/vospack/codegen/writers.h"
+
+namespace vos {
+
+namespace {
+
+// A structure hierarchy deeper than this is taken as a loop.
+constexpr int kMaxLevels = 64;
+
+bool is_structure_kind(uint32_t kind) {
+  return kind == UAGRAPH_DEFINITION_STRUCTURE ||
+         kind == UAGRAPH_DEFINITION_STRUCTURE_WITH_OPTIONAL_FIELDS ||
+         kind == UAGRAPH_DEFINITION_STRUCTURE_WITH_SUBTYPED_VALUES;
+}
+
+bool is_union_kind(uint32_t kind) {
+  return kind == UAGRAPH_DEFINITION_UNION || kind == UAGRAPH_DEFINITION_UNION_WITH_SUBTYPED_VALUES;
+}
+
+bool has_optional_fields(const std::vector<cg_level>& levels) {
+  for (const cg_level& level : levels) {
+    for (const cg_field& f : level.fields) {
+      if (f.field->IsOptional) return true;
+    }
+  }
+  return false;
+}
+
+std::size_t field_count(const std::vector<cg_level>& levels) {
+  std::size_t n = 0;
+  for (const cg_level& level : levels) n += level.fields.size();
+  return n;
+}
+
+// Resolves the fields of one definition.
+int resolve_fields(const codegen_context& ctx, UADataType& owner, std::vector<cg_field>& out) {
+  const std::string_view owner_name = owner.symbolic_name().view();
+  const bool ns0 = owner.NodeId.ns() == 0;
+  for (uagraph_field& field : owner.Definition.fields) {
+    cg_field f;
+    f.field = &field;
+    const std::string_view name = field.symbolic_name().view();
+    if (cg_field_name(name, ns0, f.member)) {
+      codegen_context::warning("info: the datatype '%.*s' contains the problematic field\n",
+                               static_cast<int>(owner_name.size()), owner_name.data());
+    }
+    if (ctx.graph().node_find(field.DataType) == nullptr) {
+      codegen_context::error("error: unkown structure field datatype for field '%.*s.%s'.\n",
+                             static_cast<int>(owner_name.size()), owner_name.data(),
+                             f.member.c_str());
+      return -1;
+    }
+    if (ctx.c_type(field.DataType, f.type, "output_c_make_typeid") != 0) return -1;
+    // An abstract type holds only its subtypes, so such a field is an extension object.
+    f.as_extension_object =
+        field.AllowSubTypes || (f.type.type != nullptr && f.type.type->IsAbstract);
+    if (f.as_extension_object) {
+      if (ctx.c_type(ua_nodeid(0, UAGRAPH_ID_STRUCTURE), f.type, "output_c_make_typeid") != 0) {
+        return -1;
+      }
+    }
+    f.c_type = f.type.c_type;
+    f.array = field.ArrayInfo.ValueRank != -1;
+    out.push_back(std::move(f));
+  }
+  return 0;
+}
+
+// The member declarations of one field, indented.
+void write_member(output_file& out, const cg_field& f, int indent) {
+  if (!f.array) {
+    out.print("%*s%s %s;\n", indent, "", f.c_type.c_str(), f.member.c_str());
+    return;
+  }
+  out.print("%*sstruct {\n", indent, "");
+  out.print("%*s%s *array;\n", indent + 4, "", f.c_type.c_str());
+  out.print("%*sint32_t len;\n", indent + 4, "");
+  out.print("%*s} %s;\n", indent, "", f.member.c_str());
+}
+
+// One row of a field table; `member` is the path inside the C type.
+void write_field_row(const codegen_context& ctx, output_file& out, const std::string& c_type,
+                     const cg_field& f, const std::string& member) {
+  out.print("{\n    UA_DICT_NAME_LEN(\"%s\")\n", f.member.c_str());
+  out.print("    %s\n", cg_field_flags(ctx, f).c_str());
+  out.print("    ua_offsetof(%s, %s),\n", c_type.c_str(), member.c_str());
+  out.print("    %s\n},\n", f.type.type_id.c_str());
+}
+
+// The field-type includes, each once, in order of first use.
+void write_field_includes(output_file& out, const std::vector<cg_level>& levels) {
+  out.put("/* includes for field datatypes */\n");
+  std::vector<std::string_view> seen;
+  for (const cg_level& level : levels) {
+    for (const cg_field& f : level.fields) {
+      const std::string_view inc = f.type.include;
+      if (inc.empty() || std::find(seen.begin(), seen.end(), inc) != seen.end()) continue;
+      seen.push_back(inc);
+      out.print("#include <%.*s.h>\n", static_cast<int>(inc.size()), inc.data());
+    }
+  }
+  out.put("\n");
+}
+
+// "#include <%s/type_identifier.h>" for the other namespaces whose types the fields use.
+int write_typeidentifier_includes(const codegen_context& ctx, output_file& out,
+                                  const UADataType& type, const std::vector<cg_level>& levels) {
+  std::vector<uint32_t> namespaces;
+  for (const cg_level& level : levels) {
+    for (const cg_field& f : level.fields) {
+      if (f.type.type == nullptr) continue;
+      const uint32_t ns = f.type.type->NodeId.ns();
+      if (ns == 0 || ns == type.NodeId.ns()) continue;
+      if (std::find(namespaces.begin(), namespaces.end(), ns) != namespaces.end()) continue;
+      if (namespaces.size() == 10) {
+        codegen_context::error("error (%s): too many namespaces.\n",
+                               "output_c_print_typeidentifier_includes");
+        return -1;
+      }
+      namespaces.push_back(ns);
+    }
+  }
+  for (const uint32_t ns : namespaces) {
+    const nstable_entry* entry = ctx.namespace_entry(ns, "output_c_print_typeidentifier_includes");
+    if (entry == nullptr) return -1;
+    out.print("#include <%s/type_identifier.h>\n", entry->prefix_lower().c_str());
+  }
+  return 0;
+}
+
+void write_inline_functions(output_file& out, const std::string& base, const std::string& c_type,
+                            const std::string& type_id) {
+  const char* b = base.c_str();
+  const char* t = c_type.c_str();
+  const char* id = type_id.c_str();
+  out.print("static inline void %s_init(%s *obj)\n{\n    ua_memset(obj, 0, sizeof(*obj));\n}\n\n",
+            b, t);
+  out.print(
+      "static inline void %s_clear(%s *obj)\n{\n"
+      "    ua_type_table_clear_structure(%s, obj);\n}\n\n",
+      b, t, id);
+  out.print(
+      "static inline int %s_compare(const %s *a, const %s *b)\n{\n"
+      "    return ua_type_table_compare_structure(%s, a, b);\n}\n\n",
+      b, t, t, id);
+  out.print(
+      "static inline int %s_copy(%s *dst, const %s *src)\n{\n"
+      "    return ua_type_table_copy_structure(%s, dst, src);\n}\n\n",
+      b, t, t, id);
+}
+
+struct type_names {
+  std::string name;  // symbolic name
+  std::string c_type;
+  std::string base;
+  std::string type_id;
+};
+
+int names_of(const codegen_context& ctx, UADataType& type, type_names& n, const char* function) {
+  const std::string_view name = ctx.symbolic_name(type, function);
+  if (name.empty()) return -1;
+  n.name = std::string(name);
+  if (ctx.c_names(type, n.c_type, n.base, function) != 0) return -1;
+  n.type_id = ctx.type_identifier(type, name);
+  return 0;
+}
+
+int output_c_structuretype(const codegen_context& ctx, output_file& out, UADataType& type,
+                           const std::vector<cg_level>& levels) {
+  type_names n;
+  if (names_of(ctx, type, n, "output_c_structuretype") != 0) return -1;
+  const bool optional = has_optional_fields(levels);
+  if (optional) {
+    out.print("enum %s_mask {\n", n.base.c_str());
+    if (output_c_enum_fields_for_stucture_wof(ctx, out, type, levels, 4) != 0) return -1;
+    out.put("};\n\n");
+  }
+  out.print("%s {\n", n.c_type.c_str());
+  if (optional) out.put("    uint32_t mask;\n");
+  for (std::size_t i = 0; i < levels.size(); ++i) {
+    const bool inherited = i + 1 < levels.size();
+    const std::string level_name = cg_lower(levels[i].type->symbolic_name().view());
+    out.print("%*s/* %s%s fields */\n", 4, "", inherited ? "inherited " : "", level_name.c_str());
+    for (const cg_field& f : levels[i].fields) write_member(out, f, 4);
+  }
+  out.put("};\n\n");
+  write_inline_functions(out, n.base, n.c_type, n.type_id);
+  out.print("extern const struct ua_dict_field g_%s_fields[%u];\n", n.base.c_str(),
+            static_cast<unsigned>(field_count(levels) + (optional ? 1 : 0)));
+  return 0;
+}
+
+int output_c_structuretype_impl(const codegen_context& ctx, output_file& out, UADataType& type,
+                                const std::vector<cg_level>& levels) {
+  type_names n;
+  if (names_of(ctx, type, n, "output_c_structuretype_impl") != 0) return -1;
+  out.put(
+      "#include <memory/memory.h>\n#include <uabase/type_identifier.h>\n"
+      "#include <uabase/dict.h>\n#include \"type_table.h\"\n#include \"type_identifier.h\"\n");
+  if (write_typeidentifier_includes(ctx, out, type, levels) != 0) return -1;
+  out.print("\nconst struct ua_dict_field g_%s_fields[] = {\n", n.base.c_str());
+  if (has_optional_fields(levels)) {
+    out.print(
+        "{\n    UA_DICT_NAME_LEN(\"Mask\")\n"
+        "    UA_DICT_STRUCT_OPTIONAL | UA_DICT_RANK_SCALAR_NS0 | UA_DICT_IMPL_FUNC_FIXED,\n"
+        "    ua_offsetof(%s, mask),\n    UA_TYPE_UINT32\n},\n",
+        n.c_type.c_str());
+  }
+  for (const cg_level& level : levels) {
+    for (const cg_field& f : level.fields) write_field_row(ctx, out, n.c_type, f, f.member);
+  }
+  out.put("};\n");
+  return 0;
+}
+
+// A union field that is set by value: a fixed-size built-in, an enumeration or an integer
+// option set.
+bool set_by_value(const codegen_context& ctx, const cg_field& f) {
+  if (f.array || f.as_extension_object) return false;
+  if (f.type.type == nullptr) return f.type.fixed_size;
+  const uint32_t kind = f.type.type->Definition.kind;
+  return kind == UAGRAPH_DEFINITION_ENUMERATION ||
+         (kind == UAGRAPH_DEFINITION_OPTIONSET && !ctx.is_bytestring_optionset(*f.type.type));
+}
+
+int output_c_uniontype(const codegen_context& ctx, output_file& out, UADataType& type,
+                       const std::vector<cg_field>& fields) {
+  type_names n;
+  if (names_of(ctx, type, n, "output_c_uniontype") != 0) return -1;
+  out.print("enum %s_type {\n", n.base.c_str());
+  if (output_c_enum_fields(ctx, out, type, 4) != 0) return -1;
+  out.put("};\n\n");
+  out.print("%s {\n    uint32_t type;\n", n.c_type.c_str());
+  if (!fields.empty()) {
+    out.put("    union {\n");
+    for (const cg_field& f : fields) write_member(out, f, 8);
+    out.put("    } u;\n");
+  }
+  out.put("};\n\n");
+  write_inline_functions(out, n.base, n.c_type, n.type_id);
+  for (const cg_field& f : fields) {
+    const char* b = n.base.c_str();
+    const char* m = f.member.c_str();
+    if (f.array) {
+      out.print("int %s_set_%s(%s *obj, %s *%s, int32_t len);\n", b, m, n.c_type.c_str(),
+                f.c_type.c_str(), m);
+    } else if (set_by_value(ctx, f)) {
+      out.print("void %s_set_%s(%s *obj, %s %s);\n", b, m, n.c_type.c_str(), f.c_type.c_str(), m);
+    } else {
+      out.print("int %s_set_%s(%s *obj, %s *%s);\n", b, m, n.c_type.c_str(), f.c_type.c_str(), m);
+    }
+  }
+  if (!fields.empty()) out.put("\n");
+  out.print("extern const struct ua_dict_field g_%s_fields[%u];\n", n.base.c_str(),
+            static_cast<unsigned>(fields.size() + 1));
+  return 0;
+}
+
+int output_c_uniontype_impl(const codegen_context& ctx, output_file& out,
+                            const nstable_entry& entry, UADataType& type,
+                            const std::vector<cg_field>& fields) {
+  type_names n;
+  if (names_of(ctx, type, n, "output_c_uniontype_impl") != 0) return -1;
+  const std::vector<cg_level> levels{cg_level{&type, fields}};
+  out.put(
+      "#include <memory/memory.h>\n#include <uabase/type_identifier.h>\n"
+      "#include <uabase/dict.h>\n#include \"type_table.h\"\n#include \"type_identifier.h\"\n");
+  if (write_typeidentifier_includes(ctx, out, type, levels) != 0) return -1;
+  out.print("\nconst struct ua_dict_field g_%s_fields[] = {\n", n.base.c_str());
+  out.print(
+      "{\n    UA_DICT_NAME_LEN(\"SwitchField\")\n"
+      "    UA_DICT_STRUCT_UNION | UA_DICT_RANK_SCALAR_NS0 | UA_DICT_IMPL_FUNC_FIXED,\n"
+      "    ua_offsetof(%s, type),\n    UA_TYPE_UINT32\n},\n",
+      n.c_type.c_str());
+  for (const cg_field& f : fields) write_field_row(ctx, out, n.c_type, f, "u." + f.member);
+  out.put("};\n");
+  for (const cg_field& f : fields) {
+    const char* b = n.base.c_str();
+    const char* m = f.member.c_str();
+    const std::string enumerator = cg_enumerator(entry, n.name, f.field->SymbolicName.view());
+    if (f.array) {
+      out.print("\nint %s_set_%s(%s *obj, %s *%s, int32_t len)\n{\n", b, m, n.c_type.c_str(),
+                f.c_type.c_str(), m);
+      out.print("    %s_clear(obj);\n    obj->type = %s;\n", b, enumerator.c_str());
+      out.print("    obj->u.%s.array = %s;\n    obj->u.%s.len = len;\n    return 0;\n}\n", m, m, m);
+    } else if (set_by_value(ctx, f)) {
+      out.print("\nvoid %s_set_%s(%s *obj, %s %s)\n{\n", b, m, n.c_type.c_str(), f.c_type.c_str(),
+                m);
+      out.print("    %s_clear(obj);\n    obj->type = %s;\n", b, enumerator.c_str());
+      out.print("    obj->u.%s = %s;\n}\n", m, m);
+    } else {
+      out.print("\nint %s_set_%s(%s *obj, %s *%s)\n{\n", b, m, n.c_type.c_str(), f.c_type.c_str(),
+                m);
+      out.print("    %s_clear(obj);\n    obj->type = %s;\n", b, enumerator.c_str());
+      out.print("    obj->u.%s = *%s;\n    ua_memset(%s, 0, sizeof(*%s));\n    return 0;\n}\n", m,
+                m, m, m);
+    }
+  }
+  return 0;
+}
+
+}  // namespace
+
+int cg_structure_levels(const codegen_context& ctx, UADataType& type, std::vector<cg_level>& out) {
+  out.clear();
+  std::vector<UADataType*> chain{&type};
+  for (uagraph_node* super = ctx.graph().node_supertype(type); super != nullptr;
+       super = ctx.graph().node_supertype(*super)) {
+    UADataType* dt = super->as<UADataType>();
+    if (dt == nullptr || !is_structure_kind(dt->Definition.kind)) break;
+    if (chain.size() == kMaxLevels) {
+      codegen_context::error(
+          "error (%s): datatype %.*s could not find base datatype.\n", "output_c_structuretype",
+          static_cast<int>(type.BrowseName.name.view().size()), type.BrowseName.name.view().data());
+      return -1;
+    }
+    chain.push_back(dt);
+  }
+  for (auto it = chain.rbegin(); it != chain.rend(); ++it) {
+    cg_level level;
+    level.type = *it;
+    if (resolve_fields(ctx, **it, level.fields) != 0) return -1;
+    out.push_back(std::move(level));
+  }
+  return 0;
+}
+
+std::string cg_field_flags(const codegen_context& ctx, const cg_field& f) {
+  std::string flags =
+      f.field->ArrayInfo.ValueRank > 0 ? "UA_DICT_RANK_ARRAY" : "UA_DICT_RANK_SCALAR";
+  if (f.type.namespace0) flags += "_NS0";
+  if (f.field->IsOptional) flags += " | UA_DICT_STRUCT_OPTIONAL";
+  const UADataType* t = f.type.type;
+  if (t == nullptr) {
+    if (f.type.builtin == UAGRAPH_ID_DIAGNOSTICINFO) {
+      flags += " | UA_DICT_IMPL_DIAGNOSTICINFO,";
+    } else {
+      flags += f.type.fixed_size ? " | UA_DICT_IMPL_FUNC_FIXED," : " | UA_DICT_IMPL_FUNC,";
+    }
+  } else if (t->Definition.kind == UAGRAPH_DEFINITION_ENUMERATION) {
+    flags += " | UA_DICT_IMPL_ENUM_FIXED,";
+  } else if (t->Definition.kind == UAGRAPH_DEFINITION_OPTIONSET) {
+    flags +=
+        ctx.is_bytestring_optionset(*t) ? " | UA_DICT_IMPL_STRUCT," : " | UA_DICT_IMPL_OSET_FIXED,";
+  } else {
+    flags += " | UA_DICT_IMPL_STRUCT,";
+  }
+  return flags;
+}
+
+std::string cg_enumerator(const nstable_entry& entry, std::string_view type_name,
+                          std::string_view field_name) {
+  return cg_upper(
+      cg_join({entry.prefix(), "_", type_name.substr(0, CODEGEN_MAX_IDENTIFIER), "_", field_name}));
+}
+
+int output_c_datatype(const codegen_context& ctx, UADataType& type) {
+  constexpr const char* kFunction = "output_c_datatype";
+  const nstable_entry* entry = ctx.namespace_entry(type.NodeId.ns(), kFunction);
+  if (entry == nullptr) return -1;
+  const std::string_view name = ctx.symbolic_name(type, kFunction);
+  if (name.empty()) return -1;
+  const uint32_t kind = type.Definition.kind;
+  if (!is_structure_kind(kind) && !is_union_kind(kind) && kind != UAGRAPH_DEFINITION_ENUMERATION &&
+      kind != UAGRAPH_DEFINITION_OPTIONSET) {
+    codegen_context::error("error: unknown definition type: %i\n", static_cast<int>(kind));
+    return -1;
+  }
+  if (ctx.make_namespace_dir(*entry, kFunction) != 0) return -1;
+
+  // Everything the two files need is resolved first, so that a bad field fails before a
+  // file is started.
+  std::vector<cg_level> levels;
+  if (is_structure_kind(kind)) {
+    if (cg_structure_levels(ctx, type, levels) != 0) return -1;
+  } else if (is_union_kind(kind)) {
+    levels.push_back(cg_level{&type, {}});
+    if (resolve_fields(ctx, type, levels.back().fields) != 0) return -1;
+  }
+
+  const std::string file = ctx.namespace_dir(*entry) + "/" + cg_lower(name);
+  output_file out;
+  if (ctx.open_file(out, file + ".h", kFunction) != 0) return -1;
+  const std::string guard = cg_include_guard(cg_join({entry->prefix(), name}));
+  out.print("#ifndef %s\n#define %s\n\n", guard.c_str(), guard.c_str());
+  out.print(
+      "#include <platform/memory.h>\n#include <uabase/type_table.h>\n"
+      "#include <%s/identifier.h>\n#include <%s/type_identifier.h>\n",
+      entry->prefix_lower().c_str(), entry->prefix_lower().c_str());
+  if (is_structure_kind(kind) || is_union_kind(kind)) {
+    write_field_includes(out, levels);
+  } else if (kind == UAGRAPH_DEFINITION_OPTIONSET) {
+    out.put(ctx.is_bytestring_optionset(type) ? "#include <uabase/structure/optionset.h>\n"
+                                              : "#include <stdint.h>\n");
+  }
+  out.put("\nUA_BEGIN_EXTERN_C\n\n");
+  int ret = 0;
+  if (is_structure_kind(kind)) {
+    ret = output_c_structuretype(ctx, out, type, levels);
+  } else if (is_union_kind(kind)) {
+    ret = output_c_uniontype(ctx, out, type, levels.front().fields);
+  } else if (kind == UAGRAPH_DEFINITION_ENUMERATION) {
+    ret = output_c_enumtype(ctx, out, type);
+  } else {
+    ret = output_c_optionset(ctx, out, type);
+  }
+  out.put("\nUA_END_EXTERN_C\n");
+  out.print("\n#endif /* end of include guard: %s */\n\n", guard.c_str());
+  int closed = out.close();
+  if (ret != 0) return ret;
+  if (closed != 0) return closed;
+
+  if (ctx.open_file(out, file + ".c", kFunction) != 0) return -1;
+  // An option-set source names the type identifiers before its own header.
+  if (kind != UAGRAPH_DEFINITION_OPTIONSET)
+    out.print("#include \"%s.h\"\n\n", cg_lower(name).c_str());
+  if (is_structure_kind(kind)) {
+    ret = output_c_structuretype_impl(ctx, out, type, levels);
+  } else if (is_union_kind(kind)) {
+    ret = output_c_uniontype_impl(ctx, out, *entry, type, levels.front().fields);
+  } else if (kind == UAGRAPH_DEFINITION_OPTIONSET) {
+    ret = output_c_optionset_impl(ctx, out, type);
+  }
+  closed = out.close();
+  return ret != 0 ? ret : closed;
+}
+
+}  // namespace vos

@@ -1,0 +1,54 @@
+#include "tools/vospack/codegen/generator.h"
+
+#include <cstdio>
+
+#include "tools/vospack/codegen/writers.h"
+#include "util/errors.h"
+
+namespace vos {
+
+namespace {
+
+// The files of one exported namespace, in their order.
+int output_namespace(const codegen_context& ctx, const nstable_entry& entry) {
+  const codegen_options& options = ctx.options();
+  if (entry.sdk_index == 0 && !options.generate_ns0) return 0;
+  if (ctx.make_namespace_dir(entry, "output_c_identifier") != 0) return -1;
+  const bool types = ctx.defines_data_types(entry.sdk_index);
+  int ret = 0;
+  if (types) ret = output_c_type_identifier(ctx, entry);
+  if (ret == 0) ret = output_c_identifier(ctx, entry);
+  if (ret == 0 && types) ret = output_c_type_table(ctx, entry);
+  if (ret == 0 && options.types_only) ret = output_c_cmake_namespace(ctx, entry);
+  return ret;
+}
+
+}  // namespace
+
+int codegen_generate(uagraph& graph, const nstable& namespaces, const codegen_settings& settings) {
+  const codegen_options& options = settings.options;
+  // The compiled-in address space, the role permissions and the provider are not part of
+  // this build: a run that needs them says so before it writes anything.
+  if (!options.types_only && !options.client_only) {
+    std::fputs("error: C code generation is not available in this build yet.\n", stderr);
+    return UA_EBADNOTIMPL;
+  }
+  const codegen_context ctx(graph, namespaces, settings, output_style::from_environment());
+
+  // Every generated data type, in graph order, before the per-namespace files.
+  const int ret =
+      ctx.node_filter(UA_NODECLASS_DATATYPE, -1, [&](uagraph_node& node, const node_position&) {
+        if (!ctx.is_generated_type(node)) return 1;
+        return output_c_datatype(ctx, *node.as<UADataType>()) < 0 ? -1 : 0;
+      });
+  if (ret < 0) return ret;
+
+  for (const nstable_entry& entry : namespaces.entries()) {
+    if (!namespaces.is_selected(entry.sdk_index)) continue;
+    if (const int r = output_namespace(ctx, entry); r != 0) return r;
+  }
+  if (!options.types_only) return output_c_cmake(ctx);
+  return 0;
+}
+
+}  // namespace vos

@@ -1,0 +1,13 @@
+// The C generator's entry: turns the loaded graph into the C source tree of the selected
+// namespaces (vosgen).
+#pragma once
+
+#include "tools/vospack/codegen/context.h"
+
+namespace vos {
+
+// Writes the tree into settings.output_dir. Returns 0, or the first failure (after its
+// message); files written before a failure stay.
+int codegen_generate(uagraph& graph, const nstable& namespaces, const codegen_settings& settings);
+
+}  // namespace vos

@@ -1,0 +1,195 @@
+// identifier.h and type_identifier.h of a namespace.
+#include <string>
+#include <vector>
+
+#include "tools/vospack/codegen/naming.h"
+#include "tools/vospack/codegen/writers.h"
+
+namespace vos {
+
+namespace {
+
+// Browse paths keep at most this many names.
+constexpr std::size_t kMaxPathNames = 20;
+
+bool is_ns0(const uagraph_node& node, uint32_t id) {
+  return node.NodeId.ns() == 0 && node.NodeId.is_numeric() && node.NodeId.numeric_id() == id;
+}
+
+bool is_type_class(const uagraph_node& node) {
+  return (node.nodeclass() &
+          (UA_NODECLASS_OBJECTTYPE | UA_NODECLASS_VARIABLETYPE | UA_NODECLASS_DATATYPE)) != 0;
+}
+
+// The node one step up: its ParentNodeId, else the source of its first inverse
+// hierarchical reference.
+uagraph_node* parent_of(const uagraph& graph, const uagraph_node& node) {
+  const ua_nodeid& parent_id = node.extra().ParentNodeId;
+  if (!parent_id.is_null()) {
+    if (uagraph_node* parent = graph.node_find(parent_id); parent != nullptr) return parent;
+  }
+  const uagraph_reference* r = graph.node_find_reference_subtype(
+      node, ua_nodeid(0, UAGRAPH_ID_HIERARCHICALREFERENCES), false);
+  return r != nullptr ? &graph.source_of(*r) : nullptr;
+}
+
+// The data type that an encoding object encodes, or null for any other node.
+uagraph_node* encoded_type(const uagraph& graph, const uagraph_node& node) {
+  if (node.nodeclass() != UA_NODECLASS_OBJECT) return nullptr;
+  constexpr uint32_t kHasEncoding = 38;
+  const uagraph_reference* r = graph.node_find_reference(node, ua_nodeid(0, kHasEncoding), false);
+  if (r == nullptr) return nullptr;
+  uagraph_node& type = graph.source_of(*r);
+  return type.nodeclass() == UA_NODECLASS_DATATYPE ? &type : nullptr;
+}
+
+// The symbolic names of the node and its ancestors, topmost first, joined with "_".
+int browse_path_name(const codegen_context& ctx, uagraph_node& node, std::string& out) {
+  constexpr const char* kFunction = "output_c_identifier";
+  std::vector<uagraph_node*> kept{&node};
+  if (!is_ns0(node, 84)) {
+    uagraph_node* cur = &node;
+    while (kept.size() < kMaxPathNames) {
+      cur = parent_of(ctx.graph(), *cur);
+      if (cur == nullptr) break;
+      kept.push_back(cur);
+      if (is_type_class(*cur)) break;
+      if (is_ns0(*cur, 85) || is_ns0(*cur, 92) || is_ns0(*cur, 93) || is_ns0(*cur, 86) ||
+          is_ns0(*cur, 90) || is_ns0(*cur, 84)) {
+        break;
+      }
+    }
+    // Root, Objects, Types and DataTypes say nothing about a node below them.
+    const uagraph_node& top = *kept.back();
+    if (kept.size() > 1 &&
+        (is_ns0(top, 84) || is_ns0(top, 85) || is_ns0(top, 86) || is_ns0(top, 90))) {
+      kept.pop_back();
+    }
+  }
+  out.clear();
+  for (auto it = kept.rbegin(); it != kept.rend(); ++it) {
+    const std::string_view name = ctx.symbolic_name(**it, kFunction);
+    if (name.empty()) return -1;
+    if (!out.empty()) out += '_';
+    out += name;
+  }
+  return 0;
+}
+
+int macro_name(const codegen_context& ctx, const nstable_entry& entry, uagraph_node& node,
+               std::string& out) {
+  constexpr const char* kFunction = "output_c_identifier";
+  const std::string& prefix = entry.prefix();
+  if (is_type_class(node) || node.nodeclass() == UA_NODECLASS_REFERENCETYPE) {
+    const std::string_view name = ctx.symbolic_name(node, kFunction);
+    if (name.empty()) return -1;
+    out = cg_upper(cg_join({prefix, "_ID_", name}));
+    return 0;
+  }
+  if (uagraph_node* type = encoded_type(ctx.graph(), node); type != nullptr) {
+    const std::string_view type_name = ctx.symbolic_name(*type, kFunction);
+    const std::string_view name = ctx.symbolic_name(node, kFunction);
+    if (type_name.empty() || name.empty()) return -1;
+    out = cg_upper(cg_join({prefix, "_ID_", type_name, "_ENCODING_", name}));
+    return 0;
+  }
+  std::string path;
+  if (browse_path_name(ctx, node, path) != 0) return -1;
+  out = cg_upper(cg_join({prefix, "_ID_", path}));
+  return 0;
+}
+
+// One type list of type_identifier.h; the first entry of the file carries the initialiser.
+int write_type_entries(const codegen_context& ctx, output_file& out, const nstable_entry& entry,
+                       const std::vector<UADataType*>& types, const char* comment, bool& first) {
+  if (types.empty()) return 0;
+  out.print("    /* %s */\n", comment);
+  for (UADataType* type : types) {
+    const std::string_view name = ctx.symbolic_name(*type, "output_c_type_identifier");
+    if (name.empty()) return -1;
+    const std::string id = ctx.type_identifier(*type, name);
+    if (first) {
+      out.print("    %s = %s_MODEL_LOCAL_INDEX << UA_TYPE_TABLE_LOCAL_TYPE_BITS,\n", id.c_str(),
+                entry.prefix_upper().c_str());
+      first = false;
+    } else {
+      out.print("    %s,\n", id.c_str());
+    }
+  }
+  return 0;
+}
+
+}  // namespace
+
+int output_c_identifier(const codegen_context& ctx, const nstable_entry& entry) {
+  constexpr const char* kFunction = "output_c_identifier";
+  output_file out;
+  if (ctx.open_file(out, ctx.namespace_dir(entry) + "/identifier.h", kFunction) != 0) return -1;
+  const std::string guard = cg_include_guard(entry.prefix() + "_IDENTIFIER");
+  const char* macro = entry.prefix_upper().c_str();
+  out.print("#ifndef %s\n#define %s\n\n", guard.c_str(), guard.c_str());
+  out.put("/* NO_EXTERN_C_NEEDED */\n\n/* model information */\n");
+  const uint32_t index = ctx.model_index(entry);
+  out.print("#define %s_MODEL_NAMESPACE_INDEX %u\n", macro, index);
+  if (ctx.defines_data_types(entry.sdk_index)) {
+    out.print("#define %s_MODEL_LOCAL_INDEX %u\n", macro, index);
+  }
+  out.print("#define %s_MODEL_NAMESPACE_URI \"%s\"\n", macro, entry.uri.c_str());
+  out.print("#define %s_MODEL_NAMESPACE_VERSION \"%s\"\n", macro,
+            entry.version.value_or("").c_str());
+  out.print("#define %s_MODEL_NAMESPACE_PUBLICATION_DATE \"%s\"\n\n", macro,
+            entry.publication_date.value_or("").c_str());
+  out.put("/* datatype identifiers */\n");
+
+  std::string name;
+  const int ret = ctx.node_filter(
+      255, static_cast<int>(entry.sdk_index), [&](uagraph_node& node, const node_position&) {
+        const ua_nodeid& id = node.NodeId;
+        if (id.type() != ua_nodeid_type::numeric && id.type() != ua_nodeid_type::string) {
+          codegen_context::warning("warning: ignored nodeid with type %i\n",
+                                   static_cast<int>(id.type()));
+          return 1;
+        }
+        if (macro_name(ctx, entry, node, name) != 0) return -1;
+        if (id.is_numeric()) {
+          out.print("#define %-60s %u\n", name.c_str(), id.numeric_id());
+        } else {
+          const std::string_view text = id.string_id();
+          out.print("#define %-60s \"%.*s\"\n", name.c_str(), static_cast<int>(text.size()),
+                    text.data());
+        }
+        return 0;
+      });
+  out.print("\n#endif /* end of includeguard: %s */\n\n", guard.c_str());
+  const int closed = out.close();
+  if (ret < 0) return -1;
+  return closed;
+}
+
+int output_c_type_identifier(const codegen_context& ctx, const nstable_entry& entry) {
+  constexpr const char* kFunction = "output_c_type_identifier";
+  const type_lists& types = ctx.types_of(entry.sdk_index);
+  output_file out;
+  if (ctx.open_file(out, ctx.namespace_dir(entry) + "/type_identifier.h", kFunction) != 0) {
+    return -1;
+  }
+  const std::string guard = cg_include_guard(entry.prefix() + "_TYPE_IDENTIFIER");
+  out.print("#ifndef %s\n#define %s\n\n", guard.c_str(), guard.c_str());
+  out.put("#include \"identifier.h\"\n#include <uabase/type_table.h>\n\n");
+  out.put("/* NO_EXTERN_C_NEEDED */\n\n");
+  out.print(
+      "/* List if type identifiers which are the local index into the g_table_table_%s "
+      "array. */\n",
+      entry.prefix_lower().c_str());
+  out.print("enum %s_type_identifier {\n", entry.prefix_lower().c_str());
+  bool first = true;
+  int ret = write_type_entries(ctx, out, entry, types.enums, "enums", first);
+  if (ret == 0) ret = write_type_entries(ctx, out, entry, types.optionsets, "optionsets", first);
+  if (ret == 0) ret = write_type_entries(ctx, out, entry, types.structures, "structures", first);
+  out.put("};\n\n");
+  out.print("#endif /* end of includeguard: %s */\n\n", guard.c_str());
+  const int closed = out.close();
+  return ret != 0 ? ret : closed;
+}
+
+}  // namespace vos

@@ -1,0 +1,22 @@
+// The writers of the generated tree, one per kind of file. Each takes the run's context,
+// writes its file from beginning to end and returns 0, or -1 (or the failing status) after
+// printing what went wrong; files written before a failure stay.
+#pragma once
+
+#include "tools/vospack/codegen/context.h"
+
+namespace vos {
+
+// identifier.h: a macro per exported node of the namespace and the model information.
+int output_c_identifier(const codegen_context& ctx, const nstable_entry& entry);
+// type_identifier.h: the enumeration that numbers the namespace's generated data types.
+int output_c_type_identifier(const codegen_context& ctx, const nstable_entry& entry);
+// The header and source of one generated data type, by its definition kind.
+int output_c_datatype(const codegen_context& ctx, UADataType& type);
+// type_table.c and type_table.h of a namespace that defines data types.
+int output_c_type_table(const codegen_context& ctx, const nstable_entry& entry);
+// CMakeLists.txt of one namespace directory (-N) or of the whole tree.
+int output_c_cmake_namespace(const codegen_context& ctx, const nstable_entry& entry);
+int output_c_cmake(const codegen_context& ctx);
+
+}  // namespace vos
