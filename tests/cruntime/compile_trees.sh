@@ -6,6 +6,9 @@
 # file, and every .h file on its own (included twice, which also proves its include guard),
 # is compiled with gcc and with clang:
 #   cc -std=c99 -Wall -Wextra -Werror -fsyntax-only -I<runtime> -I<tree> -I<ns0 tree>
+# One compiler call per namespace directory (each input is still its own translation unit);
+# a directory whose files, and those of the directories it includes from, equal those of a
+# directory compiled before in the run (a required model generated again) takes that result.
 # The runtime headers under include/ declare only what generated files name.
 #
 # usage: compile_trees.sh <bin dir> <corpus_plan> <runtime include dir> <model folder> [jobs]
@@ -20,31 +23,79 @@ declare -A NOT_LOADING=(
 COMPILERS=(gcc clang)
 CFLAGS=(-std=c99 -Wall -Wextra -Werror -fsyntax-only)
 
-# Compiles the tree $1 (namespace-0 tree $2) with every compiler; the log goes to $3.
-# Prints "<c files> <h files>" and returns non-zero when anything does not compile.
+# The namespace directories of the tree $1 whose headers the files of directory $2 can
+# reach through <dir/...> includes, $2 included, sorted.
+reachable_dirs() {
+  local tree=$1 d x
+  local -A seen=([$2]=1)
+  local -a todo=("$2")
+  while ((${#todo[@]})); do
+    d=${todo[0]}
+    todo=("${todo[@]:1}")
+    for x in $(sed -n 's|^#include <\([^/>]*\)/.*|\1|p' "$tree/$d"/*.[ch] | sort -u); do
+      if [[ -d $tree/$x && -z ${seen[$x]:-} ]]; then
+        seen[$x]=1
+        todo+=("$x")
+      fi
+    done
+  done
+  printf '%s\n' "${!seen[@]}" | sort
+}
+
+# Compiles the namespace directories of the tree $1 (namespace-0 tree $2) with every
+# compiler; the log goes to $3. Prints "<c files> <h files> <files reused>" and returns
+# non-zero when anything does not compile. A directory whose files, and the files of every
+# directory it includes from, are byte for byte those of a directory compiled before in this
+# run has that compile's result: the same input gives the same diagnostics.
 compile_tree() {
-  local tree=$1 ns0=$2 log=$3 status=0 cc h w
-  local -a sources headers wrappers
-  mapfile -t sources < <(cd "$tree" && find . -name '*.c' | sort)
-  mapfile -t headers < <(cd "$tree" && find . -name '*.h' | sed 's|^\./||' | sort)
-  # One translation unit per header, beside the tree so that globbing the tree stays true.
-  local hdir="$tree.hdr"
-  mkdir -p "$hdir"
-  for h in "${headers[@]}"; do
-    w="$hdir/${h//\//__}.c"
-    printf '#include <%s>\n#include <%s>\n' "$h" "$h" >"$w"
-    wrappers+=("$w")
-  done
-  for cc in "${COMPILERS[@]}"; do
-    # One compiler call for all files: each input is still its own translation unit.
-    if ! (cd "$tree" && "$cc" "${CFLAGS[@]}" -I"$RUNTIME" -I"$tree" -I"$ns0" \
-          "${sources[@]}" "${wrappers[@]}") >>"$log" 2>&1; then
-      echo "== $cc failed on $tree" >>"$log"
-      status=1
+  local tree=$1 ns0=$2 log=$3 status=0 nc=0 nh=0 reused=0 d cc h w key mark
+  local -a dirs sources headers wrappers
+  mapfile -t dirs < <(cd "$tree" && find . -mindepth 1 -maxdepth 1 -type d | sed 's|^\./||' | sort)
+  for d in "${dirs[@]}"; do
+    sources=() headers=() wrappers=()
+    mapfile -t sources < <(cd "$tree" && find "$d" -maxdepth 1 -name '*.c' | sort)
+    mapfile -t headers < <(cd "$tree" && find "$d" -maxdepth 1 -name '*.h' | sort)
+    nc=$((nc + ${#sources[@]})) nh=$((nh + ${#headers[@]}))
+    key=$(cd "$tree" && reachable_dirs "$tree" "$d" |
+          xargs -I{} find {} -maxdepth 1 -name '*.[ch]' | sort | xargs sha1sum | sha1sum)
+    mark="$WORK/compiled/${key%% *}"
+    if [[ -f $mark ]]; then
+      reused=$((reused + ${#sources[@]} + ${#headers[@]}))
+      if ! grep -q '^ok' "$mark"; then
+        echo "== $d as compiled before: $(cat "$mark")" >>"$log"
+        status=1
+      fi
+      continue
     fi
+    # One translation unit per header, beside the tree so that globbing the tree stays true.
+    mkdir -p "$tree.hdr"
+    for h in "${headers[@]}"; do
+      w="$tree.hdr/${h//\//__}.c"
+      printf '#include <%s>\n#include <%s>\n' "$h" "$h" >"$w"
+      wrappers+=("$w")
+    done
+    local result="ok"
+    for cc in "${COMPILERS[@]}"; do
+      # One compiler call for the directory: each input is still its own translation unit.
+      if ! (cd "$tree" && "$cc" "${CFLAGS[@]}" -I"$RUNTIME" -I"$tree" -I"$ns0" \
+            "${sources[@]}" "${wrappers[@]}") >>"$log" 2>&1; then
+        echo "== $cc failed on $tree/$d" >>"$log"
+        result="FAIL, see $log"
+        status=1
+      fi
+    done
+    mkdir -p "$WORK/compiled"
+    echo "$result" >"$mark.$$" && mv "$mark.$$" "$mark"
   done
-  echo "${#sources[@]} ${#headers[@]}"
+  echo "$nc $nh $reused"
   return $status
+}
+
+# "<c> .c <h> .h" and, when some were compiled before, "(<n> as before)".
+describe_counts() {
+  local text="$1 .c $2 .h"
+  (($3 > 0)) && text+=" ($3 as before)"
+  echo "$text"
 }
 
 # The files that the CMake file $1 lists between "set($2" and ")", sorted.
@@ -108,14 +159,22 @@ run_model() {
       summary+=" -$kind: $idh identifier.h for ${#uris[@]} namespaces"
       status=1
     fi
-    if [[ $kind == c ]] && ! check_cmake_lists "$dir/c" >"$dir/cmake_c.log" 2>&1; then
-      summary+=" -c: CMakeLists.txt does not list the tree's files"
+    # -N: one CMake file per namespace directory and none above; -c: only the one above,
+    # listing exactly the tree's files.
+    local per_ns
+    per_ns=$(find "$dir/$kind" -mindepth 2 -maxdepth 2 -name CMakeLists.txt | wc -l)
+    if [[ $kind == N ]] && { ((per_ns != idh)) || [[ -e $dir/N/CMakeLists.txt ]]; }; then
+      summary+=" -N: $per_ns namespace CMake files for $idh namespaces, or a top-level one"
+      status=1
+    fi
+    if [[ $kind == c ]] && { ((per_ns != 0)) || ! check_cmake_lists "$dir/c" >"$dir/cmake_c.log" 2>&1; }; then
+      summary+=" -c: CMake files do not list exactly the tree's files"
       status=1
     fi
     if counts=$(compile_tree "$dir/$kind" "$WORK/ns0" "$dir/cc_$kind.log"); then
-      summary+=" -$kind: ${counts% *} .c ${counts#* } .h ok"
+      summary+=" -$kind: $(describe_counts $counts) ok"
     else
-      summary+=" -$kind: ${counts% *} .c ${counts#* } .h DO NOT COMPILE"
+      summary+=" -$kind: $(describe_counts $counts) DO NOT COMPILE"
       status=1
     fi
   done
@@ -168,8 +227,8 @@ models=$(wc -l <"$WORK/plan.tsv")
 
 # Namespace 0's compile runs beside the first models.
 (counts=$(compile_tree "$WORK/ns0" "$WORK/ns0" "$WORK/ns0run/cc.log") &&
-   echo "ok namespace 0: ${counts% *} .c ${counts#* } .h" >"$WORK/ns0run/result" ||
-   echo "FAIL namespace 0: ${counts% *} .c ${counts#* } .h DO NOT COMPILE" >"$WORK/ns0run/result") &
+   echo "ok namespace 0: $(describe_counts $counts)" >"$WORK/ns0run/result" ||
+   echo "FAIL namespace 0: $(describe_counts $counts) DO NOT COMPILE" >"$WORK/ns0run/result") &
 ns0job=$!
 seq 1 "$models" | xargs -P "$JOBS" -I{} bash "$0" --model {}
 wait $ns0job
@@ -186,7 +245,7 @@ for r in "$WORK"/m/*/result; do
     *)
       failed=1
       for l in "$d"/gen_*.log "$d"/cmake_c.log "$d"/cc_*.log; do
-        [[ -s $l ]] && { echo "--- $l"; head -c 20000 "$l"; }
+        [[ -s $l ]] && { echo "--- $l"; head -n 40 "$l"; }
       done
       ;;
   esac
