@@ -7,7 +7,9 @@
 # is compiled with gcc and with clang:
 #   cc -std=c99 -Wall -Wextra -Werror -fsyntax-only -I<runtime> -I<tree> -I<ns0 tree>
 # Before compiling, each type table is checked against its identifier headers
-# (check_type_table.awk), and the CMake files against the tree.
+# (check_type_table.awk), each data type header for the includes of its members' types
+# (check_field_includes.awk: the runtime's value headers include each other, so a compiler
+# cannot tell), and the CMake files against the tree.
 # One compiler call per namespace directory (each input is still its own translation unit);
 # a directory whose files, and those of the directories it includes from, equal those of a
 # directory compiled before in the run (a required model generated again) takes that result.
@@ -106,6 +108,15 @@ check_type_tables() {
   return $status
 }
 
+# Checks that every data type header of the tree $1 includes the headers of its members'
+# types itself; prints what is missing.
+check_field_includes() {
+  local out
+  out=$(find "$1" -name '*.h' -print0 | sort -z |
+        xargs -0 -r awk -f "$HERE/check_field_includes.awk")
+  [[ -z $out ]] || { echo "$out"; return 1; }
+}
+
 # "<c> .c <h> .h" and, when some were compiled before, "(<n> as before)".
 describe_counts() {
   local text="$1 .c $2 .h"
@@ -190,6 +201,10 @@ run_model() {
       summary+=" -$kind: type tables disagree with type_identifier.h"
       status=1
     fi
+    if ! check_field_includes "$dir/$kind" >"$dir/includes_$kind.log"; then
+      summary+=" -$kind: headers lack includes of their field types"
+      status=1
+    fi
     if counts=$(compile_tree "$dir/$kind" "$WORK/ns0" "$dir/cc_$kind.log"); then
       summary+=" -$kind: $(describe_counts $counts) ok"
     else
@@ -241,6 +256,11 @@ if ! check_type_tables "$WORK/ns0" >"$WORK/ns0run/tables.log"; then
   cat "$WORK/ns0run/tables.log"
   failed=1
 fi
+if ! check_field_includes "$WORK/ns0" >"$WORK/ns0run/includes.log"; then
+  echo "FAIL namespace 0: headers lack includes of their field types"
+  cat "$WORK/ns0run/includes.log"
+  failed=1
+fi
 # 162 structures, 40 enumerations and 19 option sets in the pinned namespace 0.
 types=$(find "$WORK/ns0/ua" -name '*.c' ! -name type_table.c | wc -l)
 if ((types != 221)); then
@@ -269,7 +289,8 @@ for r in "$WORK"/m/*/result; do
     SK) ;;
     *)
       failed=1
-      for l in "$d"/gen_*.log "$d"/cmake_c.log "$d"/tables_*.log "$d"/cc_*.log; do
+      for l in "$d"/gen_*.log "$d"/cmake_c.log "$d"/tables_*.log "$d"/includes_*.log \
+               "$d"/cc_*.log; do
         [[ -s $l ]] && { echo "--- $l"; head -n 40 "$l"; }
       done
       ;;
