@@ -39,11 +39,10 @@ set(CPACK_PACKAGE_NAME vospack)
 set(CPACK_PACKAGE_VENDOR "Velmora Systems")
 set(CPACK_PACKAGE_CONTACT "Velmora tools team <tools@velmora.example>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "OPC UA information-model compiler")
-set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "OPC UA information-model compiler
- vospack converts OPC UA NodeSet2 XML models into a binary address-space file that a
- server runtime loads at start-up; started as vosgen it writes C sources for the same
- runtime. vosdump prints what an address-space file holds, also as JSON. A CMake package
- provides build rules that run the tool.")
+set(CPACK_PACKAGE_DESCRIPTION "vospack converts OPC UA NodeSet2 XML models into a binary
+address-space file that a server runtime loads at start-up; started as vosgen it writes
+C sources for the same runtime. vosdump prints what an address-space file holds, also as
+JSON. A CMake package provides build rules that run the tool.")
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
