@@ -153,25 +153,5 @@ TEST(Json, StringEscapesAndInvalidUtf8) {
   EXPECT_EQ(quoted("\xe2\x82\xc3\xa9"), "\"\\uDCE2\\uDC82\xc3\xa9\"");        // cut, then valid
 }
 
-TEST(Json, NumbersReadBackExactly) {
-  const auto text = [](auto value) {
-    std::string out;
-    if constexpr (std::is_same_v<decltype(value), float>) {
-      json_append_float(out, value);
-    } else {
-      json_append_double(out, value);
-    }
-    return out;
-  };
-  EXPECT_EQ(text(0.1), "0.1");
-  EXPECT_EQ(text(0.1f), "0.1");
-  EXPECT_EQ(text(-0.0), "-0");
-  EXPECT_EQ(text(1e300), "1e+300");
-  EXPECT_EQ(text(5e-324), "5e-324");
-  EXPECT_EQ(text(std::numeric_limits<double>::quiet_NaN()), "\"NaN\"");
-  EXPECT_EQ(text(std::numeric_limits<float>::infinity()), "\"Infinity\"");
-  EXPECT_EQ(text(-std::numeric_limits<double>::infinity()), "\"-Infinity\"");
-}
-
 }  // namespace
 }  // namespace vos
