@@ -71,8 +71,9 @@ std::string builtin_type_id(uint32_t builtin) {
   }
 }
 
-void vprint(const char* format, va_list args) {
-  std::vfprintf(stderr, format, args);
+// Prints to the stream when the verbosity is at least `level`.
+void vprint_at(uint32_t level, std::FILE* stream, const char* format, va_list args) {
+  if (diag_verbosity() >= level) std::vfprintf(stream, format, args);
 }
 
 }  // namespace
@@ -90,18 +91,23 @@ codegen_context::codegen_context(uagraph& graph, const nstable& namespaces,
     : graph_(graph), namespaces_(namespaces), settings_(settings), style_(std::move(style)) {}
 
 void codegen_context::error(const char* format, ...) {
-  if (diag_verbosity() < 1) return;
   va_list args;
   va_start(args, format);
-  vprint(format, args);
+  vprint_at(1, stderr, format, args);
   va_end(args);
 }
 
 void codegen_context::warning(const char* format, ...) {
-  if (diag_verbosity() < 2) return;
   va_list args;
   va_start(args, format);
-  vprint(format, args);
+  vprint_at(2, stderr, format, args);
+  va_end(args);
+}
+
+void codegen_context::debug(const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  vprint_at(4, stdout, format, args);
   va_end(args);
 }
 
@@ -280,6 +286,53 @@ std::string codegen_context::type_identifier(const uagraph_node& type,
   const std::string_view prefix =
       type.NodeId.ns() == 0 || entry == nullptr ? std::string_view("UA") : entry->prefix();
   return cg_upper(cg_join({prefix, "_TYPE_", symbolic_name}));
+}
+
+uint32_t codegen_context::handle_of(const uagraph_node& node) const {
+  if (local_index_.empty()) {
+    local_index_.assign(graph_.node_slot_count(), 0);
+    std::vector<uint32_t> next(65536, 0);
+    for (const uagraph_node* n : graph_.nodes()) {
+      local_index_[n->node_index()] = next[n->NodeId.ns()]++;
+    }
+  }
+  return (static_cast<uint32_t>(node.NodeId.ns()) << 24) | local_index_[node.node_index()];
+}
+
+namespace {
+
+bool permissions_less(const std::vector<uagraph_rolepermission>& a,
+                      const std::vector<uagraph_rolepermission>& b) {
+  return std::lexicographical_compare(
+      a.begin(), a.end(), b.begin(), b.end(),
+      [](const uagraph_rolepermission& x, const uagraph_rolepermission& y) {
+        if (x.role != y.role) return x.role < y.role;
+        return x.Permissions < y.Permissions;
+      });
+}
+
+}  // namespace
+
+std::size_t role_tables::permission_count() const {
+  std::size_t n = 0;
+  for (const auto& set : sets) n += set.size();
+  return n;
+}
+
+int role_tables::set_index(const uagraph_node& node) const {
+  const std::vector<uagraph_rolepermission>& own = node.extra().RolePermissions;
+  if (own.empty()) return -1;
+  const auto it = std::lower_bound(sets.begin(), sets.end(), own, permissions_less);
+  return it != sets.end() && *it == own ? static_cast<int>(it - sets.begin()) : -1;
+}
+
+int role_tables::role_index(const ua_nodeid& role) const {
+  const auto it = std::lower_bound(roles.begin(), roles.end(), role);
+  return it != roles.end() && *it == role ? static_cast<int>(it - roles.begin()) : -1;
+}
+
+void cg_sort_permission_sets(std::vector<std::vector<uagraph_rolepermission>>& sets) {
+  std::sort(sets.begin(), sets.end(), permissions_less);
 }
 
 optionset_base codegen_context::optionset_base_of(const UADataType& type) const {

@@ -29,6 +29,19 @@ struct codegen_settings {
   std::string library_name = "mymodel";  // -n
   bool provider_skeleton = false;        // -m
   const address_mapping_table* address_mapping = nullptr;
+  const placeholder_table* placeholders = nullptr;
+};
+
+// The roles of the model and the distinct permission sets of its nodes (generator step 3).
+struct role_tables {
+  std::vector<ua_nodeid> roles;  // sorted; a role's index is its role id in generated code
+  std::vector<std::vector<uagraph_rolepermission>> sets;  // sorted, each once
+  // Sum of the sizes of the sets: the file of role permissions is written when above 0.
+  std::size_t permission_count() const;
+  // The index of a node's permission set, or -1 for a node without role permissions.
+  int set_index(const uagraph_node& node) const;
+  // The index of a role in the role list, or -1.
+  int role_index(const ua_nodeid& role) const;
 };
 
 // Where a visited node stands among the matches of a node_filter walk.
@@ -80,6 +93,8 @@ class codegen_context {
   // lines at 2, both on standard error.
   static void error(const char* format, ...) VOS_PRINTF(1, 2);
   static void warning(const char* format, ...) VOS_PRINTF(1, 2);
+  // "debug" lines on standard output at verbosity 4.
+  static void debug(const char* format, ...) VOS_PRINTF(1, 2);
 
   // A node is exported when its namespace is selected for export.
   bool is_exported(const uagraph_node& node) const noexcept {
@@ -134,6 +149,13 @@ class codegen_context {
   // An option set whose base is the OptionSet structure (counts as a structure).
   bool is_bytestring_optionset(const UADataType& type) const;
 
+  // The node's handle across namespaces: namespace index << 24 | its position among the
+  // graph's nodes of its namespace, in graph order.
+  uint32_t handle_of(const uagraph_node& node) const;
+
+  role_tables& roles() const noexcept { return roles_; }
+  bool has_role_permissions() const noexcept { return roles_.permission_count() != 0; }
+
   // The namespace's index as written into client and identifier code: the SDK index, or
   // the index that the -c file maps the URI to.
   uint32_t model_index(const nstable_entry& entry) const noexcept { return entry.mapped_index; }
@@ -144,11 +166,16 @@ class codegen_context {
   const codegen_settings& settings_;
   output_style style_;
   mutable std::map<uint32_t, type_lists> types_;
+  mutable std::vector<uint32_t> local_index_;  // by node index, made on first request
+  mutable role_tables roles_;
 };
 
 // The built-in types of namespace 0 by number (1 to 25): C type and header, "<invalid
 // typeid>" beyond.
 std::string_view cg_builtin_c_type(uint32_t builtin);
 std::string_view cg_builtin_include(uint32_t builtin);
+
+// Sorts permission sets into the order that role_tables::set_index searches.
+void cg_sort_permission_sets(std::vector<std::vector<uagraph_rolepermission>>& sets);
 
 }  // namespace vos

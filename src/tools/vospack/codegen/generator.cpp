@@ -1,17 +1,24 @@
 #include "tools/vospack/codegen/generator.h"
 
-#include <cstdio>
-
 #include "tools/vospack/codegen/writers.h"
-#include "util/errors.h"
 
 namespace vos {
 
 namespace {
 
+// The compiled-in address space, the role permissions and the provider belong to server
+// code: not with -c (client side only) nor with -N (types only).
+bool server_code(const codegen_options& options) {
+  return !options.client_only && !options.types_only;
+}
+
 // The files of one exported namespace, in their order.
 int output_namespace(const codegen_context& ctx, const nstable_entry& entry) {
   const codegen_options& options = ctx.options();
+  if (server_code(options)) {
+    if (const int r = output_c_addressspace_h(ctx, entry); r != 0) return r;
+    if (const int r = output_c_addressspace(ctx, entry); r != 0) return r;
+  }
   if (entry.sdk_index == 0 && !options.generate_ns0) return 0;
   if (ctx.make_namespace_dir(entry, "output_c_identifier") != 0) return -1;
   const bool types = ctx.defines_data_types(entry.sdk_index);
@@ -19,6 +26,10 @@ int output_namespace(const codegen_context& ctx, const nstable_entry& entry) {
   if (types) ret = output_c_type_identifier(ctx, entry);
   if (ret == 0) ret = output_c_identifier(ctx, entry);
   if (ret == 0 && types) ret = output_c_type_table(ctx, entry);
+  if (ret == 0 && server_code(options) && ctx.settings().provider_skeleton) {
+    ret = output_c_provider_h(ctx, entry);
+    if (ret == 0) ret = output_c_provider_c(ctx, entry);
+  }
   if (ret == 0 && options.types_only) ret = output_c_cmake_namespace(ctx, entry);
   return ret;
 }
@@ -27,13 +38,14 @@ int output_namespace(const codegen_context& ctx, const nstable_entry& entry) {
 
 int codegen_generate(uagraph& graph, const nstable& namespaces, const codegen_settings& settings) {
   const codegen_options& options = settings.options;
-  // The compiled-in address space, the role permissions and the provider are not part of
-  // this build: a run that needs them says so before it writes anything.
-  if (!options.types_only && !options.client_only) {
-    std::fputs("error: C code generation is not available in this build yet.\n", stderr);
-    return UA_EBADNOTIMPL;
-  }
   const codegen_context ctx(graph, namespaces, settings, output_style::from_environment());
+
+  if (server_code(options)) {
+    prepare_role_permissions(ctx);
+    if (ctx.has_role_permissions()) {
+      if (const int r = output_c_permissions(ctx); r != 0) return r;
+    }
+  }
 
   // Every generated data type, in graph order, before the per-namespace files.
   const int ret =

@@ -103,7 +103,7 @@ int macro_name(const codegen_context& ctx, const nstable_entry& entry, uagraph_n
 int write_type_entries(const codegen_context& ctx, output_file& out, const nstable_entry& entry,
                        const std::vector<UADataType*>& types, const char* comment, bool& first) {
   if (types.empty()) return 0;
-  out.print("    /* %s */\n", comment);
+  out.print("/* %s */\n", comment);
   for (UADataType* type : types) {
     const std::string_view name = ctx.symbolic_name(*type, "output_c_type_identifier");
     if (name.empty()) return -1;

@@ -18,5 +18,15 @@ int output_c_type_table(const codegen_context& ctx, const nstable_entry& entry);
 // CMakeLists.txt of one namespace directory (-N) or of the whole tree.
 int output_c_cmake_namespace(const codegen_context& ctx, const nstable_entry& entry);
 int output_c_cmake(const codegen_context& ctx);
+// ns<idx>.h and ns<idx>.c: the namespace's compiled-in address space.
+int output_c_addressspace_h(const codegen_context& ctx, const nstable_entry& entry);
+int output_c_addressspace(const codegen_context& ctx, const nstable_entry& entry);
+// Collects the roles and permission sets of the model ("Sorting roles...").
+void prepare_role_permissions(const codegen_context& ctx);
+// rolepermissions.c in the directory of namespace 0.
+int output_c_permissions(const codegen_context& ctx);
+// The provider of a namespace (-m): the generated part, then the implementation part.
+int output_c_provider_h(const codegen_context& ctx, const nstable_entry& entry);
+int output_c_provider_c(const codegen_context& ctx, const nstable_entry& entry);
 
 }  // namespace vos

@@ -60,6 +60,7 @@ int pipeline::generate(const char* directory, const input_digest& digest,
   settings.library_name = library_name_;
   settings.provider_skeleton = provider_skeleton_;
   settings.address_mapping = &address_mapping_;
+  settings.placeholders = &placeholders_;
   return codegen_generate(graph_, namespaces_, settings);
 }
 
