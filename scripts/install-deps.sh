@@ -17,6 +17,9 @@ want_cmd cmake cmake
 want_cmd ninja-build ninja
 want_cmd git git
 want_cmd clang clang++
+# The compile test of generated C runs both C compilers.
+want_cmd gcc gcc
+want_cmd clang clang
 want_cmd nodejs node
 want_cmd npm npm
 # The tests of the JSON dump, the manual pages and the Debian package.
