@@ -165,6 +165,24 @@ TEST(Cli, RunWithoutInputsStartsTheTraceAndReachesTheBackEnd) {
   EXPECT_NE(r.out.find("'output.bin'"), std::string::npos) << r.out;
 }
 
+// The two fixed namespace entries are made after the verbosity is set: -vv shows them.
+TEST(Cli, FixedNamespaceEntriesPrintTheirDebugLines) {
+  TempDir dir;
+  write_file(dir / "m.xml",
+             "<UANodeSet><NamespaceUris><Uri>urn:a</Uri></NamespaceUris>"
+             "<Models><Model ModelUri=\"urn:a\"/></Models></UANodeSet>\n");
+  RunResult r = run(dir, "vospack", {"-vv", "-x", "m.xml"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.err.rfind("debug: Adding uri 'http://opcfoundation.org/UA/'\n"
+                        "debug: Adding uri 'urn:velmora:vos:server'\n",
+                        0),
+            0u)
+      << r.err;
+  EXPECT_NE(r.err.find("debug: Adding uri 'urn:a'\n"), std::string::npos) << r.err;
+  // One -v is not debug output.
+  EXPECT_EQ(run(dir, "vospack", {"-v", "-x", "m.xml"}).err.find("Adding uri"), std::string::npos);
+}
+
 TEST(Cli, ModelFilesLoadInOrderAndTheFirstFailureStops) {
   TempDir dir;
   write_file(dir / "good.xml", "<?xml version=\"1.0\"?>\n<UANodeSet><Models/></UANodeSet>\n");
