@@ -99,6 +99,53 @@ TEST_F(CliOutput, UnwritableOutputEndsWithFailedToCreate) {
   }
 }
 
+// A value written as a CDATA section, as models of the public repository write them,
+// converts and survives -x: the ByteString with its three bytes, the String byte for byte.
+TEST_F(CliOutput, CdataValuesConvertAndRoundTrip) {
+  const std::string text = "<a href=\"x\">&amp; 'b' \\ ]] </a>";
+  test::write_file(dir_ / "cdata.xml", R"(<?xml version="1.0" encoding="utf-8"?>
+<UANodeSet xmlns="http://opcfoundation.org/UA/2011/03/UANodeSet.xsd">
+  <NamespaceUris><Uri>urn:vos:test:cdata</Uri></NamespaceUris>
+  <Models><Model ModelUri="urn:vos:test:cdata" Version="1.0.0" PublicationDate="2023-05-01T00:00:00Z"/></Models>
+<UAVariable NodeId="ns=1;i=1" BrowseName="1:B" DataType="i=15">
+  <DisplayName>B</DisplayName>
+  <Value><ByteString xmlns="http://opcfoundation.org/UA/2008/02/Types.xsd"><![CDATA[AQID]]></ByteString></Value>
+</UAVariable>
+<UAVariable NodeId="ns=1;i=2" BrowseName="1:S" DataType="i=12">
+  <DisplayName>S</DisplayName>
+  <Value><String xmlns="http://opcfoundation.org/UA/2008/02/Types.xsd"><![CDATA[)" +
+                                           text + R"(]]></String></Value>
+</UAVariable>
+</UANodeSet>
+)");
+  const auto vospack = [&](std::vector<std::string> args) {
+    return test::run_program(test::vospack_binary(), "vospack", args, dir_.path());
+  };
+  const auto check_values = [&](const std::string& file) {
+    const ua_file_contents f = read_back(file);
+    ASSERT_EQ(f.nodes.size(), 2u) << file;
+    const ua_bytestring* bytes = f.nodes[0].value.scalar<ua_bytestring>();
+    ASSERT_NE(bytes, nullptr) << file;
+    EXPECT_EQ(bytes->view(), std::string_view("\x01\x02\x03", 3)) << file;
+    const ua_string* s = f.nodes[1].value.scalar<ua_string>();
+    ASSERT_NE(s, nullptr) << file;
+    EXPECT_EQ(s->view(), text) << file;
+  };
+
+  RunResult r = vospack({"-i2", "-o", "cdata.bin", "ns0.xml", "cdata.xml"});
+  ASSERT_EQ(r.status, 0) << r.out << r.err;
+  EXPECT_EQ(r.err, "");
+  check_values("cdata.bin");
+
+  r = vospack({"-x", "-i2", "-o", "back.xml", "ns0.xml", "cdata.xml"});
+  ASSERT_EQ(r.status, 0) << r.out << r.err;
+  EXPECT_NE(test::read_file(dir_ / "back.xml").find("<uax:ByteString>AQID</uax:ByteString>"),
+            std::string::npos);
+  r = vospack({"-i2", "-o", "back.bin", "ns0.xml", "back.xml"});
+  ASSERT_EQ(r.status, 0) << r.out << r.err;
+  check_values("back.bin");
+}
+
 // Which extensions of a node the file holds, by id.
 std::vector<uint16_t> extension_ids(const ua_file_contents& f, const ua_nodeid& id) {
   std::vector<uint16_t> ids;

@@ -18,6 +18,7 @@
 #include <new>
 #include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -406,6 +407,27 @@ inline xml_string xml_node_name(const xml_node* n) {
 inline xml_string xml_node_value(const xml_node* n) {
   return n ? n->value() : xml_string();
 }
+
+// ---- Text of an element -----------------------------------------------------------------
+
+// What xml_node_text found.
+enum xml_text_kind : int {
+  XML_TEXT_PLAIN = 0,  // the element's own text, references as written: decode as usual
+  XML_TEXT_FINAL = 1,  // text from CDATA sections, or pieces joined: take it as it is
+};
+
+// The text of an element as a value reader takes it. An element without CDATA sections,
+// comments or processing instructions in its content gives its value (XML_TEXT_PLAIN). An
+// element whose content is CDATA sections with nothing but white space around them gives
+// the sections' text, byte for byte (white space outside the sections is not text, as an
+// element holding nothing but white space is empty). Otherwise the character data and the
+// sections' text are joined in document order, comments and processing instructions left
+// out; with `decode`, references in the character data are decoded on the way
+// (xml_string_html_decode), never those inside a section. Both give XML_TEXT_FINAL.
+// `out` is a slice of the document, or points into `storage` when pieces were joined.
+// Returns the kind, or -2 for a reference that cannot be decoded. Attributes and other
+// nodes give their value, XML_TEXT_PLAIN.
+int xml_node_text(const xml_node& element, xml_string& out, std::string& storage, bool decode);
 
 // ---- Slices ---------------------------------------------------------------------------
 
