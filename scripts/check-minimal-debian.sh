@@ -162,26 +162,32 @@ else
     -cf - . | tar -x -C "$root/root/vospack"
 fi
 
+# /proc, and the host's devices and pseudo-terminals (apt logs through one). Private, so
+# that nothing done here reaches the host's mounts.
 mount -t proc proc "$root/proc"
-mount --bind /dev "$root/dev"
-mount --make-private "$root/dev"
+for d in /dev /dev/pts; do
+  mount --bind "$d" "$root$d"
+  mount --make-private "$root$d"
+done
 
 # Runs one command in the root as root, with a clean environment; prints its time.
 in_root() {
+  cmd=$1
+  round=$2
   set -- env -i PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin \
     HOME=/root LANG=C.UTF-8 TERM="${TERM:-dumb}" \
     ${node_ca:+NODE_EXTRA_CA_CERTS=$node_ca} \
     ${http_proxy:+http_proxy=$http_proxy} ${https_proxy:+https_proxy=$https_proxy} \
     ${no_proxy:+no_proxy=$no_proxy} \
-    /bin/sh -c "cd /root/vospack && $1" "$2"
-  echo "== $2: $1"
+    /bin/sh -c "cd /root/vospack && $cmd"
+  echo "== $round: $cmd"
   start=$(seconds)
   if chroot "$root" "$@"; then
-    echo "== $2: '$1' passed in $(took "$start")"
-    echo "$2|$1|passed|$(took "$start")" >>"$root/.times"
+    echo "== $round: '$cmd' passed in $(took "$start")"
+    echo "$round|$cmd|passed|$(took "$start")" >>"$root/.times"
   else
-    echo "== $2: '$1' FAILED after $(took "$start")"
-    echo "$2|$1|FAILED|$(took "$start")" >>"$root/.times"
+    echo "== $round: '$cmd' FAILED after $(took "$start")"
+    echo "$round|$cmd|FAILED|$(took "$start")" >>"$root/.times"
     return 1
   fi
 }
@@ -191,7 +197,10 @@ for round in first again; do
   IFS='|'
   for cmd in $commands; do
     unset IFS
-    in_root "$cmd" "$round" || failed=1
+    if ! in_root "$cmd" "$round"; then
+      failed=1
+      break
+    fi
     IFS='|'
   done
   unset IFS
