@@ -65,27 +65,33 @@ TEST_F(CliOutput, SuccessLineComesLastAndTheFileReadsBack) {
   EXPECT_EQ(read_back("output.bin").nodes.size(), 5u);
 }
 
-// Every way of not getting the file written ends with the same line and status 1.
+// Every way of not getting the file written ends with the same line and status 1, after
+// one line on stderr that says why.
 TEST_F(CliOutput, UnwritableOutputEndsWithFailedToCreate) {
   fs::create_directory(dir_ / "folder");
-  std::vector<std::string> targets = {
-      "missing/plant.bin",  // inside a folder that does not exist
-      "folder",             // a folder, not a file
-      "/dev/full",          // opens, but every write fails
+  std::vector<std::pair<std::string, std::string>> targets = {
+      // inside a folder that does not exist
+      {"missing/plant.bin",
+       "error: cannot create 'missing/plant.bin': No such file or directory\n"},
+      {"folder", "error: cannot create 'folder': Is a directory\n"},
+      // opens, but every write fails
+      {"/dev/full", "error: cannot write '/dev/full': No space left on device\n"},
   };
   // Permissions do not stop the superuser.
   if (geteuid() != 0) {
     fs::create_directory(dir_ / "locked");
     fs::permissions(dir_ / "locked", fs::perms::owner_read | fs::perms::owner_exec);
-    targets.push_back("locked/plant.bin");
+    targets.emplace_back("locked/plant.bin",
+                         "error: cannot create 'locked/plant.bin': Permission denied\n");
   }
-  for (const std::string& target : targets) {
+  for (const auto& [target, why] : targets) {
     for (const bool xml : {false, true}) {
       std::vector<std::string> options = {"-i2", "-o", target};
       if (xml) options.insert(options.begin(), "-x");
       const RunResult r = run(options);
       const std::string what = target + (xml ? " (-x)" : "");
       EXPECT_EQ(r.status, 1) << what << "\n" << r.out << r.err;
+      EXPECT_EQ(r.err, why) << what;
       EXPECT_TRUE(ends_with(r.out, "\nFailed to create '" + target + "'.\n")) << what << "\n"
                                                                               << r.out;
       EXPECT_EQ(r.out.find("Successfully"), std::string::npos) << what;

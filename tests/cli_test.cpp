@@ -198,6 +198,28 @@ TEST(Cli, ModelFilesLoadInOrderAndTheFirstFailureStops) {
   EXPECT_NE(late.err.find("error: failed to load '-q'\n"), std::string::npos) << late.err;
 }
 
+// An input that cannot be read, or holds no XML, says why before the specified line.
+TEST(Cli, UnreadableInputsSayWhy) {
+  TempDir dir;
+  std::filesystem::create_directory(dir / "adir");
+  write_file(dir / "empty.xml", "");
+  // What every PNG image starts with: its signature and the length of its first chunk.
+  write_file(dir / "image.png", std::string("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16));
+  const std::pair<std::string, std::string> cases[] = {
+      {"missing.xml", "error: cannot read 'missing.xml': No such file or directory\n"},
+      {"adir", "error: cannot read 'adir': Is a directory\n"},
+      {"empty.xml", "error: 'empty.xml' is empty\n"},
+      {"/dev/null", "error: '/dev/null' is empty\n"},
+      {"image.png", "error: 'image.png' is not an XML text file: a NUL byte at line 3, column 1\n"},
+  };
+  for (const auto& [path, why] : cases) {
+    RunResult r = run(dir, "vospack", {path});
+    EXPECT_EQ(r.status, 255) << path;
+    EXPECT_EQ(r.err, why + "error: failed to load '" + path + "'\n") << path;
+    EXPECT_EQ(r.out.rfind(kTraceBanner, 0), 0u) << path;
+  }
+}
+
 TEST(Cli, SuppressionFileOptions) {
   TempDir dir;
   RunResult missing = run(dir, "vospack", {"-S", "nope.sup"});

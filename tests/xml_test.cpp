@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstring>
 #include <random>
 #include <string>
@@ -314,12 +315,21 @@ TEST(XmlDoc, LoadFile) {
   ASSERT_EQ(xml_doc_load_file(path.c_str(), doc), 0);
   EXPECT_EQ(str(doc.document_element()->name()), "a");
 
+  // Files that cannot be read fail silently and tell why.
   const std::string missing = (dir / "missing.xml").string();
   test::CaptureFd capture(2);
-  EXPECT_EQ(xml_doc_load_file(missing.c_str(), doc), -1);
-  EXPECT_EQ(xml_doc_load_file(dir.path().c_str(), doc), -1);
+  int error = -1;
+  EXPECT_EQ(xml_doc_load_file(missing.c_str(), doc, &error), -1);
+  EXPECT_EQ(error, ENOENT);
+  EXPECT_EQ(xml_doc_load_file(dir.path().c_str(), doc, &error), -1);
+  EXPECT_EQ(error, EISDIR);
   EXPECT_EQ(capture.finish(), "");
   EXPECT_EQ(doc.root(), nullptr);
+  // A device is read to its end, like a file.
+  EXPECT_EQ(xml_doc_load_file("/dev/null", doc, &error), 0);
+  EXPECT_EQ(error, 0);
+  EXPECT_EQ(doc.text().size(), 0u);
+  EXPECT_EQ(doc.document_element(), nullptr);
 
   test::write_file(path, "<a>");
   test::CaptureFd capture2(2);

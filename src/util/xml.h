@@ -284,7 +284,7 @@ class xml_doc {
   friend class detail::xml_node_pool;
   friend struct xml_node;
   friend void xml_doc_clear(xml_doc& doc);
-  friend int xml_doc_load_file(const char* path, xml_doc& doc);
+  friend int xml_doc_load_file(const char* path, xml_doc& doc, int* read_error);
   friend int xml_doc_parse_buffer(const char* buffer, std::size_t length, xml_doc& doc,
                                   const char* name);
   friend int xml_doc_add_namespace(xml_doc& doc, std::optional<xml_string> prefix, xml_string uri);
@@ -341,10 +341,11 @@ inline xml_node* xml_node_pool::allocate() {
 // Empties the document (same as xml_doc_clear).
 void xml_doc_init(xml_doc& doc);
 // Reads the whole file into the document and parses it: 0, or -1 (syntax errors are
-// reported on stderr; a file that cannot be read gives -1 silently). On failure the
-// document is left empty. `path` must outlive the document: it is its file name.
-// Loading again into the same document reuses its memory.
-int xml_doc_load_file(const char* path, xml_doc& doc);
+// reported on stderr; a file that cannot be read gives -1 silently, with the system's
+// error number in `*read_error` when given, which is 0 otherwise). Devices and pipes are
+// read to their end. On failure the document is left empty. `path` must outlive the
+// document: it is its file name. Loading again into the same document reuses its memory.
+int xml_doc_load_file(const char* path, xml_doc& doc, int* read_error = nullptr);
 // Parses text that the caller keeps alive for the document's lifetime: 0 or -1. The file
 // name is `name`, or "buffer" when none is given.
 int xml_doc_parse_buffer(const char* buffer, std::size_t length, xml_doc& doc,
