@@ -229,6 +229,26 @@ TEST_F(CodegenEdge, IdentifierHeaderSkipsGuidAndOpaqueIdsAndCutsLongPaths) {
       << r.err;
 }
 
+TEST_F(CodegenEdge, SecondNodeWithTheSameMacroNameIsNamedInAWarning) {
+  // Two objects without a parent both come out as AXIS: the first keeps the name.
+  const std::string m = write_model(
+      "twins.xml",
+      model(
+          "urn:twins",
+          R"(  <UAObject NodeId="ns=1;i=7" BrowseName="1:Axis"><DisplayName>A</DisplayName></UAObject>
+  <UAObject NodeId="ns=1;s=Other.Axis" BrowseName="1:Axis"><DisplayName>A</DisplayName></UAObject>
+)"));
+  const RunResult r = run({"-N", "-u", "urn:twins;tw", "-o", "out"}, {m});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_TRUE(contains(r.err,
+                       "warning: node ns=2;s=Other.Axis gets no identifier macro: TW_ID_AXIS "
+                       "names node ns=2;i=7 already\n"))
+      << r.err;
+  const std::string ids = out("tw/identifier.h");
+  EXPECT_TRUE(contains(ids, define_line("TW_ID_AXIS", "7"))) << ids;
+  EXPECT_FALSE(contains(ids, "Other.Axis")) << ids;
+}
+
 TEST_F(CodegenEdge, TypeTablesOfStructuresAndOfEnumerationsOnly) {
   // Type ids ascending A < B, encoding ids the other way round.
   const std::string m = write_model(

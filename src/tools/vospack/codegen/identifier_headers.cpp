@@ -1,9 +1,11 @@
 // identifier.h and type_identifier.h of a namespace.
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "tools/vospack/codegen/naming.h"
 #include "tools/vospack/codegen/writers.h"
+#include "uabase/text_nodeid.h"
 
 namespace vos {
 
@@ -142,6 +144,9 @@ int output_c_identifier(const codegen_context& ctx, const nstable_entry& entry) 
   out.put("/* datatype identifiers */\n");
 
   std::string name;
+  // A macro name defined twice would give the first node the second node's identifier (or
+  // fail a -Werror build): the first node keeps the name, later ones are named in a warning.
+  std::unordered_map<std::string, const uagraph_node*> defined;
   const int ret = ctx.node_filter(
       255, static_cast<int>(entry.sdk_index), [&](uagraph_node& node, const node_position&) {
         const ua_nodeid& id = node.NodeId;
@@ -151,6 +156,14 @@ int output_c_identifier(const codegen_context& ctx, const nstable_entry& entry) 
           return 1;
         }
         if (macro_name(ctx, entry, node, name) != 0) return -1;
+        const auto [it, fresh] = defined.try_emplace(name, &node);
+        if (!fresh) {
+          codegen_context::warning(
+              "warning: node %s gets no identifier macro: %s names node %s already\n",
+              ua_nodeid_printable(id).c_str(), name.c_str(),
+              ua_nodeid_printable(it->second->NodeId).c_str());
+          return 1;
+        }
         if (id.is_numeric()) {
           out.print("#define %-60s %u\n", name.c_str(), id.numeric_id());
         } else {
