@@ -254,10 +254,12 @@ int driver_run(int argc, char** argv, model_stages& stages) {
   int status = trace_start(TRACE_LEVEL_ERROR, TRACE_COMPONENT_ALL);
   const bool have_inputs = optind < argc;
   const int start_status = stages.start();
-  // The digest of all input bytes identifies the input set in generated code; only the
-  // generator uses it.
+  // The digest of all input bytes identifies the input set in the generated address space;
+  // only a generator run that writes one (not -N, not -c, not -x) uses it.
   Md5 digest;
-  Md5* const wanted = run.who == personality::generator ? &digest : nullptr;
+  const bool digest_used = run.who == personality::generator && !run.xml_export &&
+                           !run.codegen.types_only && !run.client_only;
+  Md5* const wanted = digest_used ? &digest : nullptr;
   bool loaded = start_status == 0;
   if (start_status != 0) status = start_status;
   for (; loaded && optind < argc; ++optind) {

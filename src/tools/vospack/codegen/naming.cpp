@@ -129,7 +129,17 @@ void cg_write_bytestring_literal(output_file& out, std::span<const uint8_t> byte
   while (remaining > 0) {
     std::size_t run = 16;
     while (run > remaining) run /= 2;
-    for (std::size_t i = 0; i < run; ++i) out.print("\\x%02X", bytes[pos + i]);
+    // "\x%02X" for each byte, without a formatter call per byte.
+    static constexpr char kHex[] = "0123456789ABCDEF";
+    char text[16 * 4];
+    for (std::size_t i = 0; i < run; ++i) {
+      const uint8_t b = bytes[pos + i];
+      text[i * 4] = '\\';
+      text[i * 4 + 1] = 'x';
+      text[i * 4 + 2] = kHex[b >> 4];
+      text[i * 4 + 3] = kHex[b & 0xF];
+    }
+    out.put(std::string_view(text, run * 4));
     pos += run;
     remaining -= run;
     if (run == 16) out.put("\"\n        \"");
