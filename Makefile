@@ -16,7 +16,7 @@ ifeq ($(WERROR),1)
 CMAKE_FLAGS += -DVOS_WERROR=ON
 endif
 
-.PHONY: all deps build test test-sanitize demo fuzz bench clean
+.PHONY: all deps build test test-sanitize demo fuzz bench package clean
 
 all: build
 
@@ -53,6 +53,10 @@ fuzz: deps
 bench: build
 	@for b in $(BUILD)/bench/*_bench; do echo "== $$b"; $$b --benchmark_repetitions=5 \
 	  --benchmark_report_aggregates_only=true; done
+
+# The Debian package, written into the build folder.
+package: build
+	cd $(BUILD) && cpack -G DEB
 
 # The main job on the bundled default models: namespace 0 and DI, DI exported as index 2.
 demo: build

@@ -19,6 +19,12 @@ want_cmd git git
 want_cmd clang clang++
 want_cmd nodejs node
 want_cmd npm npm
+# The tests of the JSON dump, the manual pages and the Debian package.
+want_cmd python3 python3
+want_cmd groff-base groff
+want_cmd man-db man
+want_cmd dpkg-dev dpkg-shlibdeps
+want_cmd file file
 want_pkg libclang-rt-14-dev
 want_pkg libgtest-dev
 want_pkg libgmock-dev

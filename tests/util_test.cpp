@@ -1,12 +1,15 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <limits>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "util/adler32.h"
 #include "util/base64.h"
 #include "util/errors.h"
+#include "util/json.h"
 #include "util/md5.h"
 
 namespace vos {
@@ -126,6 +129,28 @@ TEST(Base64, CallerBufferIsNeverOverrun) {
   EXPECT_EQ(buffer[4], 0);
   EXPECT_EQ(base64_decode("Zm8=", std::span(buffer, 1), written), UA_EBADBUFTOOSMALL);
   EXPECT_EQ(base64_decode("Zg==", std::span<std::uint8_t>(), written), UA_EBADBUFTOOSMALL);
+}
+
+TEST(Json, StringEscapesAndInvalidUtf8) {
+  const auto quoted = [](std::string_view bytes) {
+    std::string out;
+    json_append_string(out, bytes);
+    return out;
+  };
+  EXPECT_EQ(quoted(""), "\"\"");
+  EXPECT_EQ(quoted(std::string_view("\"\\/\b\f\n\r\t\x01\x1f\x7f\0", 12)),
+            "\"\\\"\\\\/\\b\\f\\n\\r\\t\\u0001\\u001F\x7f\\u0000\"");
+  // Well-formed sequences of two, three and four bytes pass; the last valid code point too.
+  EXPECT_EQ(quoted("\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80\xf4\x8f\xbf\xbf"),
+            "\"\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80\xf4\x8f\xbf\xbf\"");
+  // Every byte of a malformed sequence becomes its surrogate escape; what follows is read
+  // afresh.
+  EXPECT_EQ(quoted("a\xe9z"), "\"a\\uDCE9z\"");
+  EXPECT_EQ(quoted("\xc0\xaf"), "\"\\uDCC0\\uDCAF\"");                        // overlong
+  EXPECT_EQ(quoted("\xed\xa0\x80"), "\"\\uDCED\\uDCA0\\uDC80\"");             // surrogate
+  EXPECT_EQ(quoted("\xf4\x90\x80\x80"), "\"\\uDCF4\\uDC90\\uDC80\\uDC80\"");  // > U+10FFFF
+  EXPECT_EQ(quoted("\xe2\x82"), "\"\\uDCE2\\uDC82\"");                        // cut at the end
+  EXPECT_EQ(quoted("\xe2\x82\xc3\xa9"), "\"\\uDCE2\\uDC82\xc3\xa9\"");        // cut, then valid
 }
 
 }  // namespace

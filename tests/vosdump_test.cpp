@@ -1,12 +1,18 @@
-// The dump tool on files that the real converter wrote, whole and damaged.
+// The dump tool on files that the real converter wrote, whole and damaged, and its JSON
+// form read back by Python's json module.
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <cstdint>
 #include <filesystem>
+#include <limits>
 #include <string>
 #include <vector>
 
 #include "support/mini_models.h"
 #include "support/testutil.h"
+#include "tools/vospack/filewriter.h"
+#include "tools/vospack/uagraph.h"
 
 namespace vos {
 namespace {
@@ -16,6 +22,13 @@ using test::RunResult;
 
 fs::path vosdump_binary() {
   return fs::path(VOS_BIN_DIR) / "vosdump";
+}
+
+// Runs the JSON checker script (tests/vosdump_json_check.py) with `args`.
+RunResult json_check(const std::vector<std::string>& args, const fs::path& cwd) {
+  std::vector<std::string> all = {std::string(VOS_SOURCE_DIR) + "/tests/vosdump_json_check.py"};
+  all.insert(all.end(), args.begin(), args.end());
+  return test::run_program(VOS_PYTHON3, "python3", all, cwd);
 }
 
 class VosDump : public ::testing::Test {
@@ -112,9 +125,170 @@ TEST_F(VosDump, DamagedFilesFailWithAClearMessage) {
   EXPECT_EQ(missing.status, 1);
   EXPECT_EQ(missing.err.rfind("error: cannot read 'nothere.bin': ", 0), 0u) << missing.err;
 
-  const RunResult usage = dump({});
-  EXPECT_EQ(usage.status, 1);
-  EXPECT_EQ(usage.err, "usage: vosdump FILE [-a]\n");
+  // --json reads the file the same way: the same message, status and empty output.
+  for (const damage& d : cases) {
+    test::write_file(dir_ / "bad.bin", d.bytes);
+    const RunResult r = dump({"--json", "bad.bin"});
+    EXPECT_EQ(r.status, 1) << d.what;
+    EXPECT_EQ(r.out, "") << d.what;
+    EXPECT_EQ(r.err, dump_damaged(d.bytes).err) << d.what;
+  }
+
+  for (const std::vector<std::string>& args : std::vector<std::vector<std::string>>{
+           {}, {"plant.bin", "other.bin"}, {"-x", "plant.bin"}, {"--json", "-a", "plant.bin"}}) {
+    const RunResult usage = dump(args);
+    EXPECT_EQ(usage.status, 1);
+    EXPECT_EQ(usage.out, "");
+    EXPECT_EQ(usage.err, "usage: vosdump FILE [-a | --json]\n");
+  }
+}
+
+// The JSON document holds what the text dump shows: the checker renders the text of
+// `vosdump -a` from the parsed document and compares the two byte for byte.
+TEST_F(VosDump, JsonMatchesTheRecordDump) {
+  RunResult r = json_check({"compare", vosdump_binary().string(), "plant.bin"}, dir_.path());
+  EXPECT_EQ(r.status, 0) << r.out << r.err;
+
+  const RunResult json = dump({"--json", "plant.bin"});
+  ASSERT_EQ(json.status, 0) << json.err;
+  EXPECT_EQ(json.err, "");
+  EXPECT_NE(json.out.find("\"value\": {\"type\": \"Int32\", \"value\": 42}"), std::string::npos)
+      << json.out;
+
+  // Every value type and definition of the real namespace-0 and DI models.
+  const fs::path models = test::nodeset_dir();
+  if (models.empty()) GTEST_SKIP() << "models not installed";
+  const RunResult conv = test::run_program(
+      test::vospack_binary(), "vospack",
+      {"-q", "-i0", "-i2", "-o", "di.bin", (models / "Opc.Ua.NodeSet2.xml").string(),
+       (models / "Opc.Ua.Di.NodeSet2.xml").string()},
+      dir_.path());
+  ASSERT_EQ(conv.status, 0) << conv.err;
+  r = json_check({"compare", vosdump_binary().string(), "di.bin"}, dir_.path());
+  EXPECT_EQ(r.status, 0) << r.out << r.err;
+}
+
+// Strings keep their exact bytes through the JSON text (control characters, invalid UTF-8,
+// a NUL), and every value type has its documented form.
+TEST(VosDumpJson, StringsAndValuesRoundTrip) {
+  test::TempDir dir;
+  const std::vector<std::string> strings = {
+      "",
+      "Speed",
+      "tab\tline\nquote\"back\\",
+      std::string("\x01\x1f\x7f"),
+      "caf\xc3\xa9 \xe2\x82\xac \xf0\x9f\x98\x80",
+      "bad\xe9",
+      "\xed\xa0\x80",      // an encoded surrogate
+      "\xf4\x90\x80\x80",  // above U+10FFFF
+      "\xc0\xaf",          // overlong
+      "cut\xe2\x82",
+      std::string("nul\0in", 6),
+  };
+  ua_guid guid{0x01020304, 0x0506, 0x0708, {9, 10, 11, 12, 13, 14, 15, 16}};
+  ua_extensionobject eo;
+  eo.encoding_id() = ua_nodeid(0, 300);
+  eo.set_encoded(ua_extensionobject_body::binary, ua_bytestring(std::string_view("\x01\x02", 2)));
+  std::vector<ua_variant> values;
+  values.push_back(ua_variant::scalar_of(true));
+  values.push_back(ua_variant::scalar_of(int8_t{-5}));
+  values.push_back(ua_variant::scalar_of(uint16_t{60000}));
+  values.push_back(ua_variant::scalar_of(uint32_t{4000000000u}));
+  values.push_back(ua_variant::scalar_of(std::numeric_limits<int64_t>::min()));
+  values.push_back(ua_variant::scalar_of(std::numeric_limits<uint64_t>::max()));
+  values.push_back(ua_variant::scalar_of(0.1f));
+  values.push_back(ua_variant::scalar_of(std::nan("")));
+  values.push_back(ua_variant::scalar_of(-HUGE_VAL));
+  values.push_back(ua_variant::scalar_of(1e300));
+  values.push_back(ua_variant::scalar_of(ua_string(strings[2])));
+  values.push_back(ua_variant::scalar_of(ua_datetime{133273728000000000}));
+  values.push_back(ua_variant::scalar_of(guid));
+  values.push_back(ua_variant::scalar_of(ua_bytestring(std::string_view("\x00\x01\x02\xff", 4))));
+  values.push_back(ua_variant::scalar_of(ua_nodeid::make_string(2, "x")));
+  values.push_back(ua_variant::scalar_of(ua_statuscode{0x80000000u}));
+  values.push_back(ua_variant::scalar_of(ua_qualifiedname{2, ua_string("Name")}));
+  values.push_back(ua_variant::scalar_of(ua_localizedtext{ua_string("en"), ua_string("Hi")}));
+  values.push_back(ua_variant::scalar_of(eo));
+  ua_variant matrix;
+  const std::span<int32_t> cells = matrix.set_array<int32_t>(4);
+  for (int32_t i = 0; i < 4; ++i) cells[static_cast<std::size_t>(i)] = i + 1;
+  const int32_t dims[] = {2, 2};
+  matrix.set_dimensions(dims);
+  values.push_back(matrix);
+  ua_variant texts;
+  const std::span<ua_string> items = texts.set_array<ua_string>(2);
+  items[0] = ua_string("a");
+  items[1] = ua_string("\xff");
+  values.push_back(texts);
+
+  ua_file_writer w;
+  ASSERT_EQ(w.create_string_tables(static_cast<uint32_t>(strings.size()), ""), 0);
+  for (std::size_t i = 0; i < strings.size(); ++i)
+    ASSERT_EQ(w.set_string(0, static_cast<uint32_t>(i), strings[i]), 0);
+  w.totals()[UA_FILE_TOTAL_VARIABLE] = static_cast<uint32_t>(values.size());
+  const fs::path file = dir / "values.bin";
+  ASSERT_EQ(w.open(file.c_str()), 0);
+  std::vector<ua_nodeid> ids;
+  for (std::size_t i = 0; i < values.size(); ++i) ids.emplace_back(1, static_cast<uint32_t>(i));
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    ua_file_node n;
+    n.reset(UA_NODECLASS_VARIABLE);
+    n.flags = UA_FILE_NODE_DISPLAYNAME | UA_FILE_VAR_VALUE;
+    n.nodeid = &ids[i];
+    n.browse_ns = 1;
+    n.browse_name = 1;
+    n.display_name = static_cast<uint32_t>(i % strings.size());
+    n.value = &values[i];
+    ASSERT_EQ(w.write_node(n), 0) << i;
+  }
+  ASSERT_EQ(w.close(), 0);
+
+  RunResult r = json_check({"compare", vosdump_binary().string(), file.string()}, dir.path());
+  EXPECT_EQ(r.status, 0) << r.out << r.err;
+
+  const RunResult json =
+      test::run_program(vosdump_binary(), "vosdump", {"--json", file.string()}, dir.path());
+  ASSERT_EQ(json.status, 0) << json.err;
+  test::write_file(dir / "values.json", json.out);
+  r = json_check({"show", "values.json"}, dir.path());
+  ASSERT_EQ(r.status, 0) << r.err;
+  std::string expected;
+  for (const std::string& s : strings) {
+    expected += "string ";
+    for (const char c : s) {
+      static constexpr char kHex[] = "0123456789abcdef";
+      expected += kHex[static_cast<uint8_t>(c) >> 4];
+      expected += kHex[static_cast<uint8_t>(c) & 15];
+    }
+    expected += "\n";
+  }
+  const char* const kValues[] = {
+      R"({"type": "Boolean", "value": true})",
+      R"({"type": "SByte", "value": -5})",
+      R"({"type": "UInt16", "value": 60000})",
+      R"({"type": "UInt32", "value": 4000000000})",
+      R"({"type": "Int64", "value": "-9223372036854775808"})",
+      R"({"type": "UInt64", "value": "18446744073709551615"})",
+      R"({"type": "Float", "value": 0.1})",
+      R"({"type": "Double", "value": "NaN"})",
+      R"({"type": "Double", "value": "-Infinity"})",
+      R"({"type": "Double", "value": 1e+300})",
+      R"({"type": "String", "value": "tab\tline\nquote\"back\\"})",
+      R"({"type": "DateTime", "value": "2023-05-01T00:00:00Z"})",
+      R"({"type": "Guid", "value": "01020304-0506-0708-090a-0b0c0d0e0f10"})",
+      R"({"type": "ByteString", "value": "AAEC/w=="})",
+      R"({"type": "NodeId", "value": "ns=2;s=x"})",
+      R"({"type": "StatusCode", "value": 2147483648})",
+      R"({"type": "QualifiedName", "value": {"name": "Name", "ns": 2}})",
+      R"({"type": "LocalizedText", "value": {"locale": "en", "text": "Hi"}})",
+      R"({"type": "ExtensionObject", "value": {"body": "AQI=", "encoding": "i=300"}})",
+      R"({"array": [1, 2, 3, 4], "dimensions": [2, 2], "type": "Int32"})",
+      R"({"array": ["a", "\udcff"], "type": "String"})",
+  };
+  ASSERT_EQ(std::size(kValues), values.size());
+  for (std::size_t i = 0; i < values.size(); ++i)
+    expected += "value ns=1;i=" + std::to_string(i) + " " + kValues[i] + "\n";
+  EXPECT_EQ(r.out, expected);
 }
 
 }  // namespace

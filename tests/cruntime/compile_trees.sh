@@ -6,6 +6,10 @@
 # file, and every .h file on its own (included twice, which also proves its include guard),
 # is compiled with gcc and with clang:
 #   cc -std=c99 -Wall -Wextra -Werror -fsyntax-only -I<runtime> -I<tree> -I<ns0 tree>
+# Before compiling, each type table is checked against its identifier headers
+# (check_type_table.awk), each data type header for the includes of its members' types
+# (check_field_includes.awk: the runtime's value headers include each other, so a compiler
+# cannot tell), and the CMake files against the tree.
 # One compiler call per namespace directory (each input is still its own translation unit);
 # a directory whose files, and those of the directories it includes from, equal those of a
 # directory compiled before in the run (a required model generated again) takes that result.
@@ -91,6 +95,28 @@ compile_tree() {
   return $status
 }
 
+# Checks every type table of the tree $1 against its identifier headers (rows in the order
+# of the type identifiers, the encoding look-up table); prints what disagrees.
+check_type_tables() {
+  local d status=0 out
+  for d in "$1"/*/; do
+    [[ -f $d/type_table.c ]] || continue
+    out=$(awk -f "$HERE/check_type_table.awk" "$d/identifier.h" "$d/type_identifier.h" \
+          "$d/type_table.c")
+    [[ -z $out ]] || { echo "$out" | sed "s|^|$d: |"; status=1; }
+  done
+  return $status
+}
+
+# Checks that every data type header of the tree $1 includes the headers of its members'
+# types itself; prints what is missing.
+check_field_includes() {
+  local out
+  out=$(find "$1" -name '*.h' -print0 | sort -z |
+        xargs -0 -r awk -f "$HERE/check_field_includes.awk")
+  [[ -z $out ]] || { echo "$out"; return 1; }
+}
+
 # "<c> .c <h> .h" and, when some were compiled before, "(<n> as before)".
 describe_counts() {
   local text="$1 .c $2 .h"
@@ -171,6 +197,14 @@ run_model() {
       summary+=" -c: CMake files do not list exactly the tree's files"
       status=1
     fi
+    if ! check_type_tables "$dir/$kind" >"$dir/tables_$kind.log"; then
+      summary+=" -$kind: type tables disagree with type_identifier.h"
+      status=1
+    fi
+    if ! check_field_includes "$dir/$kind" >"$dir/includes_$kind.log"; then
+      summary+=" -$kind: headers lack includes of their field types"
+      status=1
+    fi
     if counts=$(compile_tree "$dir/$kind" "$WORK/ns0" "$dir/cc_$kind.log"); then
       summary+=" -$kind: $(describe_counts $counts) ok"
     else
@@ -201,7 +235,8 @@ for cc in "${COMPILERS[@]}"; do
 done
 WORK=$(mktemp -d "${TMPDIR:-/tmp}/cruntime.XXXXXX")
 if [[ ${KEEP:-0} == 1 ]]; then echo "work folder: $WORK"; else trap 'rm -rf "$WORK"' EXIT; fi
-export WORK VOSGEN RUNTIME
+HERE=$(dirname "$(realpath "$0")")
+export WORK VOSGEN RUNTIME HERE
 unset REFORMAT DATE
 start=$SECONDS
 failed=0
@@ -215,6 +250,16 @@ if ((gen != 0)) || [[ ! -f $WORK/ns0/ua/type_identifier.h ]]; then
   echo "FAIL namespace 0: generation failed ($gen)"
   cat "$WORK/ns0run/gen.log"
   exit 1
+fi
+if ! check_type_tables "$WORK/ns0" >"$WORK/ns0run/tables.log"; then
+  echo "FAIL namespace 0: type table disagrees with type_identifier.h"
+  cat "$WORK/ns0run/tables.log"
+  failed=1
+fi
+if ! check_field_includes "$WORK/ns0" >"$WORK/ns0run/includes.log"; then
+  echo "FAIL namespace 0: headers lack includes of their field types"
+  cat "$WORK/ns0run/includes.log"
+  failed=1
 fi
 # 162 structures, 40 enumerations and 19 option sets in the pinned namespace 0.
 types=$(find "$WORK/ns0/ua" -name '*.c' ! -name type_table.c | wc -l)
@@ -244,7 +289,8 @@ for r in "$WORK"/m/*/result; do
     SK) ;;
     *)
       failed=1
-      for l in "$d"/gen_*.log "$d"/cmake_c.log "$d"/cc_*.log; do
+      for l in "$d"/gen_*.log "$d"/cmake_c.log "$d"/tables_*.log "$d"/includes_*.log \
+               "$d"/cc_*.log; do
         [[ -s $l ]] && { echo "--- $l"; head -n 40 "$l"; }
       done
       ;;

@@ -1,5 +1,6 @@
-// vosdump FILE [-a]: checks a binary address-space file and prints a summary of it (header,
-// namespaces, node counts per class, strings, references); with -a also every record.
+// vosdump FILE [-a | --json]: checks a binary address-space file and prints a summary of it
+// (header, namespaces, node counts per class, strings, references); with -a also every
+// record; with --json all of it as one JSON document.
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
@@ -7,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "tools/vosdump/json_dump.h"
 #include "tools/vospack/filereader.h"
 #include "tools/vospack/uagraph.h"
 #include "uabase/text_datetime.h"
@@ -62,13 +64,7 @@ void print_node(const ua_file_contents& f, const ua_file_read_node& n) {
   std::printf("\n");
 }
 
-int dump(const char* path, bool all) {
-  ua_file_contents f;
-  const int ret = ua_file_read_path(path, f);
-  if (ret != 0) {
-    std::fprintf(stderr, "error: cannot read '%s': %s (%d)\n", path, util_error_lookup(ret), ret);
-    return 1;
-  }
+void dump_text(const char* path, const ua_file_contents& f, bool all) {
   const auto created = static_cast<std::time_t>(f.creation_time);
   char when[64] = "-";
   if (const std::tm* tm = std::gmtime(&created)) std::strftime(when, sizeof(when), "%FT%TZ", tm);
@@ -87,7 +83,7 @@ int dump(const char* path, bool all) {
   for (const ua_file_read_stringtable& t : f.string_tables)
     std::printf("String table '%s': %zu strings\n", t.name.c_str(), t.strings.size());
   std::printf("References: %zu\n", f.references.size());
-  if (!all) return 0;
+  if (!all) return;
 
   std::printf("Strings:\n");
   if (!f.string_tables.empty()) {
@@ -101,8 +97,32 @@ int dump(const char* path, bool all) {
   for (const ua_file_reference& r : f.references)
     std::printf("  %s -> %s: %s\n", ua_nodeid_to_text(r.source).c_str(),
                 ua_nodeid_to_text(r.target).c_str(), ua_nodeid_to_text(r.type).c_str());
+}
+
+enum class format { summary, records, json };
+
+// The whole file is read and checked before anything is printed, so a damaged file gives
+// only the error line.
+int dump(const char* path, format how) {
+  ua_file_contents f;
+  const int ret = ua_file_read_path(path, f);
+  if (ret != 0) {
+    std::fprintf(stderr, "error: cannot read '%s': %s (%d)\n", path, util_error_lookup(ret), ret);
+    return 1;
+  }
+  if (how == format::json) {
+    dump_json(path, f, stdout);
+  } else {
+    dump_text(path, f, how == format::records);
+  }
+  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+    std::fprintf(stderr, "error: cannot write the output of '%s'\n", path);
+    return 1;
+  }
   return 0;
 }
+
+constexpr const char* kUsage = "usage: vosdump FILE [-a | --json]\n";
 
 }  // namespace
 }  // namespace vos
@@ -110,17 +130,30 @@ int dump(const char* path, bool all) {
 int main(int argc, char** argv) {
   const char* path = nullptr;
   bool all = false;
+  bool json = false;
+  bool bad = false;
   for (int i = 1; i < argc; ++i) {
-    if (std::strcmp(argv[i], "-a") == 0)
+    const std::string_view arg = argv[i];
+    if (arg == "-h" || arg == "--help") {
+      std::fputs(vos::kUsage, stdout);
+      return 0;
+    }
+    if (arg == "-a") {
       all = true;
-    else if (path == nullptr)
+    } else if (arg == "--json") {
+      json = true;
+    } else if (arg.size() > 1 && arg[0] == '-') {
+      bad = true;  // an unknown option
+    } else if (path == nullptr) {
       path = argv[i];
-    else
-      path = "";
+    } else {
+      bad = true;  // a second file
+    }
   }
-  if (path == nullptr || *path == '\0') {
-    std::fprintf(stderr, "usage: vosdump FILE [-a]\n");
+  if (bad || path == nullptr || *path == '\0' || (all && json)) {
+    std::fputs(vos::kUsage, stderr);
     return 1;
   }
-  return vos::dump(path, all);
+  using vos::format;
+  return vos::dump(path, json ? format::json : all ? format::records : format::summary);
 }

@@ -71,8 +71,9 @@ std::string builtin_type_id(uint32_t builtin) {
   }
 }
 
-void vprint(const char* format, va_list args) {
-  std::vfprintf(stderr, format, args);
+// Prints to the stream when the verbosity is at least `level`.
+void vprint_at(uint32_t level, std::FILE* stream, const char* format, va_list args) {
+  if (diag_verbosity() >= level) std::vfprintf(stream, format, args);
 }
 
 }  // namespace
@@ -90,26 +91,23 @@ codegen_context::codegen_context(uagraph& graph, const nstable& namespaces,
     : graph_(graph), namespaces_(namespaces), settings_(settings), style_(std::move(style)) {}
 
 void codegen_context::error(const char* format, ...) {
-  if (diag_verbosity() < 1) return;
   va_list args;
   va_start(args, format);
-  vprint(format, args);
+  vprint_at(1, stderr, format, args);
   va_end(args);
 }
 
 void codegen_context::warning(const char* format, ...) {
-  if (diag_verbosity() < 2) return;
   va_list args;
   va_start(args, format);
-  vprint(format, args);
+  vprint_at(2, stderr, format, args);
   va_end(args);
 }
 
 void codegen_context::debug(const char* format, ...) {
-  if (diag_verbosity() < 4) return;
   va_list args;
   va_start(args, format);
-  std::vfprintf(stdout, format, args);
+  vprint_at(4, stdout, format, args);
   va_end(args);
 }
 

@@ -292,24 +292,28 @@ int addrspace_model::add_references() {
       if (graph.target_of(r).NodeId.ns() == ns_) add(r);
     }
   }
-  // Every reference must sit in the chains of its own nodes.
+  // Every reference must sit in the chains of its own nodes: walk each chain once.
+  std::vector<uint8_t> seen(refs.size(), 0);
+  for (std::size_t i = 0; i < nodes.size(); ++i) {
+    for (int64_t cur = first_fwd[i]; cur != kNone;
+         cur = refs[static_cast<std::size_t>(cur)].next_fwd) {
+      seen[static_cast<std::size_t>(cur)] |= 1;
+    }
+    for (int64_t cur = first_rev[i]; cur != kNone;
+         cur = refs[static_cast<std::size_t>(cur)].next_rev) {
+      seen[static_cast<std::size_t>(cur)] |= 2;
+    }
+  }
   for (std::size_t id = 0; id < refs.size(); ++id) {
-    const reference& ref = refs[id];
-    for (const bool forward : {true, false}) {
-      const uint32_t h = forward ? ref.src : ref.dst;
-      if ((h >> 24) != ns_) continue;
-      int64_t cur = forward ? first_fwd[h & 0xFFFFFFu] : first_rev[h & 0xFFFFFFu];
-      while (cur != kNone && cur != static_cast<int64_t>(id)) {
-        cur = forward ? refs[static_cast<std::size_t>(cur)].next_fwd
-                      : refs[static_cast<std::size_t>(cur)].next_rev;
-      }
-      if (cur == kNone) {
-        codegen_context::error(forward ? "error: could not find reference %u in src->references\n"
-                                       : "error: could not find reference %u in "
-                                         "dst->references_inv\n",
-                               static_cast<unsigned>(id));
-        return -1;
-      }
+    if ((refs[id].src >> 24) == ns_ && (seen[id] & 1) == 0) {
+      codegen_context::error("error: could not find reference %u in src->references\n",
+                             static_cast<unsigned>(id));
+      return -1;
+    }
+    if ((refs[id].dst >> 24) == ns_ && (seen[id] & 2) == 0) {
+      codegen_context::error("error: could not find reference %u in dst->references_inv\n",
+                             static_cast<unsigned>(id));
+      return -1;
     }
   }
   return 0;
@@ -318,6 +322,12 @@ int addrspace_model::add_references() {
 int addrspace_model::build() {
   for (uagraph_node* n : ctx_.graph().nodes()) {
     if (n->NodeId.ns() == ns_) nodes.push_back(n);
+  }
+  if (nodes.size() > 0xFFFFFF) {
+    // A node handle holds the position in 24 bits.
+    codegen_context::error("error: namespace %u has more than 16777215 nodes.\n",
+                           static_cast<unsigned>(ns_));
+    return -1;
   }
   data_index.assign(nodes.size(), kNone);
   first_fwd.assign(nodes.size(), kNone);

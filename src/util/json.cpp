@@ -1,0 +1,123 @@
+#include "util/json.h"
+
+#include <charconv>
+#include <cmath>
+
+namespace vos {
+
+namespace {
+
+constexpr char kHex[] = "0123456789ABCDEF";
+
+bool continuation(unsigned char c) noexcept {
+  return c >= 0x80 && c <= 0xBF;
+}
+
+void append_u_escape(std::string& out, unsigned code) {
+  out += "\\u";
+  for (int shift = 12; shift >= 0; shift -= 4) out += kHex[(code >> shift) & 0xF];
+}
+
+template <class T>
+void append_number(std::string& out, T value) {
+  if (std::isnan(value)) {
+    out += "\"NaN\"";
+  } else if (std::isinf(value)) {
+    out += value > 0 ? "\"Infinity\"" : "\"-Infinity\"";
+  } else {
+    char buf[64];
+    const auto result = std::to_chars(buf, buf + sizeof(buf), value);
+    out.append(buf, result.ptr);
+  }
+}
+
+}  // namespace
+
+std::size_t utf8_sequence_length(std::string_view bytes) noexcept {
+  if (bytes.empty()) return 0;
+  const auto at = [&bytes](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
+  const unsigned char lead = at(0);
+  if (lead < 0x80) return 1;
+  // The allowed range of the second byte narrows for the leads that could otherwise start
+  // an overlong form, a surrogate or a code point above U+10FFFF.
+  std::size_t length;
+  unsigned char low = 0x80, high = 0xBF;
+  if (lead >= 0xC2 && lead <= 0xDF) {
+    length = 2;
+  } else if (lead >= 0xE0 && lead <= 0xEF) {
+    length = 3;
+    if (lead == 0xE0) low = 0xA0;
+    if (lead == 0xED) high = 0x9F;
+  } else if (lead >= 0xF0 && lead <= 0xF4) {
+    length = 4;
+    if (lead == 0xF0) low = 0x90;
+    if (lead == 0xF4) high = 0x8F;
+  } else {
+    return 0;
+  }
+  if (bytes.size() < length || at(1) < low || at(1) > high) return 0;
+  for (std::size_t i = 2; i < length; ++i) {
+    if (!continuation(at(i))) return 0;
+  }
+  return length;
+}
+
+void json_append_string(std::string& out, std::string_view bytes) {
+  out += '"';
+  std::size_t i = 0;
+  while (i < bytes.size()) {
+    const auto c = static_cast<unsigned char>(bytes[i]);
+    if (c >= 0x80) {
+      const std::size_t n = utf8_sequence_length(bytes.substr(i));
+      if (n == 0) {
+        append_u_escape(out, 0xDC00 + c);
+        ++i;
+      } else {
+        out.append(bytes.substr(i, n));
+        i += n;
+      }
+      continue;
+    }
+    switch (c) {
+      case '"':
+        out += "\\\"";
+        break;
+      case '\\':
+        out += "\\\\";
+        break;
+      case '\b':
+        out += "\\b";
+        break;
+      case '\t':
+        out += "\\t";
+        break;
+      case '\n':
+        out += "\\n";
+        break;
+      case '\f':
+        out += "\\f";
+        break;
+      case '\r':
+        out += "\\r";
+        break;
+      default:
+        if (c < 0x20) {
+          append_u_escape(out, c);
+        } else {
+          out += static_cast<char>(c);
+        }
+    }
+    ++i;
+  }
+  out += '"';
+}
+
+void json_append_double(std::string& out, double value) {
+  append_number(out, value);
+}
+
+void json_append_float(std::string& out, float value) {
+  append_number(out, value);
+}
+
+}  // namespace vos
