@@ -65,27 +65,33 @@ TEST_F(CliOutput, SuccessLineComesLastAndTheFileReadsBack) {
   EXPECT_EQ(read_back("output.bin").nodes.size(), 5u);
 }
 
-// Every way of not getting the file written ends with the same line and status 1.
+// Every way of not getting the file written ends with the same line and status 1, after
+// one line on stderr that says why.
 TEST_F(CliOutput, UnwritableOutputEndsWithFailedToCreate) {
   fs::create_directory(dir_ / "folder");
-  std::vector<std::string> targets = {
-      "missing/plant.bin",  // inside a folder that does not exist
-      "folder",             // a folder, not a file
-      "/dev/full",          // opens, but every write fails
+  std::vector<std::pair<std::string, std::string>> targets = {
+      // inside a folder that does not exist
+      {"missing/plant.bin",
+       "error: cannot create 'missing/plant.bin': No such file or directory\n"},
+      {"folder", "error: cannot create 'folder': Is a directory\n"},
+      // opens, but every write fails
+      {"/dev/full", "error: cannot write '/dev/full': No space left on device\n"},
   };
   // Permissions do not stop the superuser.
   if (geteuid() != 0) {
     fs::create_directory(dir_ / "locked");
     fs::permissions(dir_ / "locked", fs::perms::owner_read | fs::perms::owner_exec);
-    targets.push_back("locked/plant.bin");
+    targets.emplace_back("locked/plant.bin",
+                         "error: cannot create 'locked/plant.bin': Permission denied\n");
   }
-  for (const std::string& target : targets) {
+  for (const auto& [target, why] : targets) {
     for (const bool xml : {false, true}) {
       std::vector<std::string> options = {"-i2", "-o", target};
       if (xml) options.insert(options.begin(), "-x");
       const RunResult r = run(options);
       const std::string what = target + (xml ? " (-x)" : "");
       EXPECT_EQ(r.status, 1) << what << "\n" << r.out << r.err;
+      EXPECT_EQ(r.err, why) << what;
       EXPECT_TRUE(ends_with(r.out, "\nFailed to create '" + target + "'.\n")) << what << "\n"
                                                                               << r.out;
       EXPECT_EQ(r.out.find("Successfully"), std::string::npos) << what;
@@ -97,6 +103,53 @@ TEST_F(CliOutput, UnwritableOutputEndsWithFailedToCreate) {
     EXPECT_FALSE(fs::exists(dir_ / "locked" / "plant.bin"));
     fs::permissions(dir_ / "locked", fs::perms::owner_all);
   }
+}
+
+// A value written as a CDATA section, as models of the public repository write them,
+// converts and survives -x: the ByteString with its three bytes, the String byte for byte.
+TEST_F(CliOutput, CdataValuesConvertAndRoundTrip) {
+  const std::string text = "<a href=\"x\">&amp; 'b' \\ ]] </a>";
+  test::write_file(dir_ / "cdata.xml", R"(<?xml version="1.0" encoding="utf-8"?>
+<UANodeSet xmlns="http://opcfoundation.org/UA/2011/03/UANodeSet.xsd">
+  <NamespaceUris><Uri>urn:vos:test:cdata</Uri></NamespaceUris>
+  <Models><Model ModelUri="urn:vos:test:cdata" Version="1.0.0" PublicationDate="2023-05-01T00:00:00Z"/></Models>
+<UAVariable NodeId="ns=1;i=1" BrowseName="1:B" DataType="i=15">
+  <DisplayName>B</DisplayName>
+  <Value><ByteString xmlns="http://opcfoundation.org/UA/2008/02/Types.xsd"><![CDATA[AQID]]></ByteString></Value>
+</UAVariable>
+<UAVariable NodeId="ns=1;i=2" BrowseName="1:S" DataType="i=12">
+  <DisplayName>S</DisplayName>
+  <Value><String xmlns="http://opcfoundation.org/UA/2008/02/Types.xsd"><![CDATA[)" +
+                                           text + R"(]]></String></Value>
+</UAVariable>
+</UANodeSet>
+)");
+  const auto vospack = [&](std::vector<std::string> args) {
+    return test::run_program(test::vospack_binary(), "vospack", args, dir_.path());
+  };
+  const auto check_values = [&](const std::string& file) {
+    const ua_file_contents f = read_back(file);
+    ASSERT_EQ(f.nodes.size(), 2u) << file;
+    const ua_bytestring* bytes = f.nodes[0].value.scalar<ua_bytestring>();
+    ASSERT_NE(bytes, nullptr) << file;
+    EXPECT_EQ(bytes->view(), std::string_view("\x01\x02\x03", 3)) << file;
+    const ua_string* s = f.nodes[1].value.scalar<ua_string>();
+    ASSERT_NE(s, nullptr) << file;
+    EXPECT_EQ(s->view(), text) << file;
+  };
+
+  RunResult r = vospack({"-i2", "-o", "cdata.bin", "ns0.xml", "cdata.xml"});
+  ASSERT_EQ(r.status, 0) << r.out << r.err;
+  EXPECT_EQ(r.err, "");
+  check_values("cdata.bin");
+
+  r = vospack({"-x", "-i2", "-o", "back.xml", "ns0.xml", "cdata.xml"});
+  ASSERT_EQ(r.status, 0) << r.out << r.err;
+  EXPECT_NE(test::read_file(dir_ / "back.xml").find("<uax:ByteString>AQID</uax:ByteString>"),
+            std::string::npos);
+  r = vospack({"-i2", "-o", "back.bin", "ns0.xml", "back.xml"});
+  ASSERT_EQ(r.status, 0) << r.out << r.err;
+  check_values("back.bin");
 }
 
 // Which extensions of a node the file holds, by id.

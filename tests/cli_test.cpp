@@ -165,6 +165,24 @@ TEST(Cli, RunWithoutInputsStartsTheTraceAndReachesTheBackEnd) {
   EXPECT_NE(r.out.find("'output.bin'"), std::string::npos) << r.out;
 }
 
+// The two fixed namespace entries are made after the verbosity is set: -vv shows them.
+TEST(Cli, FixedNamespaceEntriesPrintTheirDebugLines) {
+  TempDir dir;
+  write_file(dir / "m.xml",
+             "<UANodeSet><NamespaceUris><Uri>urn:a</Uri></NamespaceUris>"
+             "<Models><Model ModelUri=\"urn:a\"/></Models></UANodeSet>\n");
+  RunResult r = run(dir, "vospack", {"-vv", "-x", "m.xml"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.err.rfind("debug: Adding uri 'http://opcfoundation.org/UA/'\n"
+                        "debug: Adding uri 'urn:velmora:vos:server'\n",
+                        0),
+            0u)
+      << r.err;
+  EXPECT_NE(r.err.find("debug: Adding uri 'urn:a'\n"), std::string::npos) << r.err;
+  // One -v is not debug output.
+  EXPECT_EQ(run(dir, "vospack", {"-v", "-x", "m.xml"}).err.find("Adding uri"), std::string::npos);
+}
+
 TEST(Cli, ModelFilesLoadInOrderAndTheFirstFailureStops) {
   TempDir dir;
   write_file(dir / "good.xml", "<?xml version=\"1.0\"?>\n<UANodeSet><Models/></UANodeSet>\n");
@@ -178,6 +196,28 @@ TEST(Cli, ModelFilesLoadInOrderAndTheFirstFailureStops) {
   // Scanning stops at the first operand: a later -q is a file name.
   RunResult late = run(dir, "vospack", {"-v", "good.xml", "-q"});
   EXPECT_NE(late.err.find("error: failed to load '-q'\n"), std::string::npos) << late.err;
+}
+
+// An input that cannot be read, or holds no XML, says why before the specified line.
+TEST(Cli, UnreadableInputsSayWhy) {
+  TempDir dir;
+  std::filesystem::create_directory(dir / "adir");
+  write_file(dir / "empty.xml", "");
+  // What every PNG image starts with: its signature and the length of its first chunk.
+  write_file(dir / "image.png", std::string("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16));
+  const std::pair<std::string, std::string> cases[] = {
+      {"missing.xml", "error: cannot read 'missing.xml': No such file or directory\n"},
+      {"adir", "error: cannot read 'adir': Is a directory\n"},
+      {"empty.xml", "error: 'empty.xml' is empty\n"},
+      {"/dev/null", "error: '/dev/null' is empty\n"},
+      {"image.png", "error: 'image.png' is not an XML text file: a NUL byte at line 3, column 1\n"},
+  };
+  for (const auto& [path, why] : cases) {
+    RunResult r = run(dir, "vospack", {path});
+    EXPECT_EQ(r.status, 255) << path;
+    EXPECT_EQ(r.err, why + "error: failed to load '" + path + "'\n") << path;
+    EXPECT_EQ(r.out.rfind(kTraceBanner, 0), 0u) << path;
+  }
 }
 
 TEST(Cli, SuppressionFileOptions) {

@@ -325,14 +325,20 @@ TEST_F(ConvertTest, CreationTimeWithoutPublicationDates) {
 
 TEST_F(ConvertTest, FailuresLeaveNoValidFile) {
   diag_set_verbosity(1);
-  CaptureFd err(2);
-  CaptureFd out(1);
-  // The output folder does not exist, or the output is a folder.
-  EXPECT_NE(convert_write_file(graph_, ns_, (dir_ / "no" / "x.bin").string().c_str(), nullptr), 0);
+  // The output folder does not exist, or the output is a folder: the writer says why.
+  CaptureFd create_err(2);
+  const std::string missing = (dir_ / "no" / "x.bin").string();
+  const std::string folder = dir_.path().string();
+  EXPECT_NE(convert_write_file(graph_, ns_, missing.c_str(), nullptr), 0);
   EXPECT_FALSE(std::filesystem::exists(dir_ / "no"));
-  EXPECT_NE(convert_write_file(graph_, ns_, dir_.path().string().c_str(), nullptr), 0);
+  EXPECT_NE(convert_write_file(graph_, ns_, folder.c_str(), nullptr), 0);
+  EXPECT_EQ(create_err.finish(), "error: cannot create '" + missing +
+                                     "': No such file or directory\n" + "error: cannot create '" +
+                                     folder + "': Is a directory\n");
 
   // An unknown definition kind stops the run; the file has no checksum.
+  CaptureFd err(2);
+  CaptureFd out(1);
   enum_->Definition.kind = 9;
   const std::string path = (dir_ / "bad.bin").string();
   EXPECT_EQ(convert_write_file(graph_, ns_, path.c_str(), nullptr), UA_EBAD);

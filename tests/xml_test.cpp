@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstring>
 #include <random>
 #include <string>
@@ -314,12 +315,21 @@ TEST(XmlDoc, LoadFile) {
   ASSERT_EQ(xml_doc_load_file(path.c_str(), doc), 0);
   EXPECT_EQ(str(doc.document_element()->name()), "a");
 
+  // Files that cannot be read fail silently and tell why.
   const std::string missing = (dir / "missing.xml").string();
   test::CaptureFd capture(2);
-  EXPECT_EQ(xml_doc_load_file(missing.c_str(), doc), -1);
-  EXPECT_EQ(xml_doc_load_file(dir.path().c_str(), doc), -1);
+  int error = -1;
+  EXPECT_EQ(xml_doc_load_file(missing.c_str(), doc, &error), -1);
+  EXPECT_EQ(error, ENOENT);
+  EXPECT_EQ(xml_doc_load_file(dir.path().c_str(), doc, &error), -1);
+  EXPECT_EQ(error, EISDIR);
   EXPECT_EQ(capture.finish(), "");
   EXPECT_EQ(doc.root(), nullptr);
+  // A device is read to its end, like a file.
+  EXPECT_EQ(xml_doc_load_file("/dev/null", doc, &error), 0);
+  EXPECT_EQ(error, 0);
+  EXPECT_EQ(doc.text().size(), 0u);
+  EXPECT_EQ(doc.document_element(), nullptr);
 
   test::write_file(path, "<a>");
   test::CaptureFd capture2(2);
@@ -349,6 +359,52 @@ TEST(XmlDoc, RemoveFreeAndReuse) {
   xml_doc_clear(doc);
   EXPECT_EQ(doc.root(), nullptr);
   EXPECT_EQ(doc.tree_bytes(), 0u);
+}
+
+// The text value readers take: an element's own text, or that of its CDATA sections.
+TEST(XmlText, CdataSectionsAreTheTextOfTheirElement) {
+  const std::string text =
+      "<r a='x&amp;'>"
+      "<plain>1 &lt; 2</plain>"
+      "<only>\n  <![CDATA[a<b>&amp;\"c\"]]>\n</only>"
+      "<two><![CDATA[x]]><!-- c --><![CDATA[y]]></two>"
+      "<mixed>&lt;<![CDATA[&lt;]]> t <!-- c -->z</mixed>"
+      "<quirk><![CDATA[a]]]>b]]></quirk>"
+      "<blank> </blank>"
+      "</r>";
+  xml_doc doc;
+  ASSERT_EQ(parse(doc, text).rc, 0);
+  const xml_node* r = doc.document_element();
+  std::string storage;
+  const auto text_of = [&](const xml_node* n, bool decode) {
+    xml_string out;
+    const int kind = xml_node_text(*n, out, storage, decode);
+    return std::pair(kind, str(out));
+  };
+  using result = std::pair<int, std::string>;
+  EXPECT_EQ(text_of(r->find_child("plain"), true), result(XML_TEXT_PLAIN, "1 &lt; 2"));
+  EXPECT_EQ(text_of(r->find_attribute("a"), true), result(XML_TEXT_PLAIN, "x&amp;"));
+  EXPECT_EQ(text_of(r->find_child("blank"), true), result(XML_TEXT_PLAIN, ""));
+  // A section with white space around it: its text, byte for byte, in place.
+  xml_string only;
+  ASSERT_EQ(xml_node_text(*r->find_child("only"), only, storage, true), XML_TEXT_FINAL);
+  EXPECT_EQ(str(only), "a<b>&amp;\"c\"");
+  EXPECT_GE(only.data(), doc.text().data());
+  EXPECT_LT(only.data(), doc.text().data() + doc.text().size());
+  EXPECT_EQ(text_of(r->find_child("two"), true), result(XML_TEXT_FINAL, "xy"));
+  // Character data beside sections: decoded only outside them, comments left out.
+  EXPECT_EQ(text_of(r->find_child("mixed"), true), result(XML_TEXT_FINAL, "<&lt; t z"));
+  EXPECT_EQ(text_of(r->find_child("mixed"), false), result(XML_TEXT_FINAL, "&lt;&lt; t z"));
+  // Three brackets do not end a section, as the parser reads it.
+  EXPECT_EQ(text_of(r->find_child("quirk"), true), result(XML_TEXT_FINAL, "a]]]>b"));
+  EXPECT_EQ(str(r->find_child("quirk")->first_node()->value()), "a]]]>b");
+
+  const std::string bad = "<r>&#65<![CDATA[x]]></r>";
+  ASSERT_EQ(parse(doc, bad).rc, 0);
+  xml_string out;
+  EXPECT_EQ(xml_node_text(*doc.document_element(), out, storage, true), -2);
+  EXPECT_EQ(xml_node_text(*doc.document_element(), out, storage, false), XML_TEXT_FINAL);
+  EXPECT_EQ(str(out), "&#65x");
 }
 
 TEST(XmlString, HtmlDecode) {

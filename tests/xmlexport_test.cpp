@@ -361,7 +361,9 @@ TEST(XmlExport, FailuresStopTheDocumentAndReport) {
   }
   const std::string messages = err.finish();
   EXPECT_NE(messages.find("cannot create '" + path + "'"), std::string::npos);
-  EXPECT_NE(messages.find("writing '/dev/full' failed"), std::string::npos);
+  EXPECT_NE(messages.find("error: cannot write '/dev/full': No space left on device\n"),
+            std::string::npos)
+      << messages;
 }
 
 }  // namespace

@@ -424,8 +424,15 @@ TEST_F(Loader, DefinitionsAndDataTypeCompletion) {
 }
 
 TEST_F(Loader, DocumentLevelFailures) {
-  EXPECT_LT(load("<Other/>"), 0);
+  // A document that is not a NodeSet fails without a message of its own.
+  EXPECT_LT(load("<!-- x -->\n <Other/>"), 0);
   EXPECT_EQ(err_, "");
+  EXPECT_LT(load("no markup\n"), 0);
+  EXPECT_EQ(err_, "error: 'model.xml' holds no XML element\n");
+  EXPECT_LT(load(std::string("ab\ncd\0<UANodeSet/>", 13)), 0);
+  EXPECT_EQ(err_, "error: 'model.xml' is not an XML text file: a NUL byte at line 2, column 3\n");
+  EXPECT_LT(load(""), 0);
+  EXPECT_EQ(err_, "error: 'model.xml' is empty\n");
   const std::string long_stamp =
       "<UANodeSet LastModified=\"2024-01-01T00:00:00.000000000000000Z\"><Models/></UANodeSet>";
   EXPECT_LT(load(long_stamp, "lm.xml"), 0);

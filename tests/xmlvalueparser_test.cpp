@@ -155,6 +155,55 @@ TEST_F(ValueParser, ByteStringLimit) {
   EXPECT_NE(err_.find("warning 1001: bytestring is not valid base64"), std::string::npos);
 }
 
+// A value written inside a CDATA section is read like the same text written plainly; a
+// section's text is taken byte for byte, markup characters and references included.
+TEST_F(ValueParser, CdataSections) {
+  ua_variant v;
+  ASSERT_EQ(read("<uax:ByteString><![CDATA[AQID]]></uax:ByteString>", v), 0);
+  ASSERT_EQ(v.type_byte(), UA_VT_BYTESTRING);
+  ASSERT_EQ(v.scalar<ua_bytestring>()->size(), 3u);
+  EXPECT_EQ(v.scalar<ua_bytestring>()->data()[2], 3);
+
+  ASSERT_EQ(read("<uax:String>\n  <![CDATA[<a href=\"x\">&amp; ']]>\n</uax:String>", v), 0);
+  EXPECT_EQ(v.scalar<ua_string>()->view(), "<a href=\"x\">&amp; '");
+
+  ASSERT_EQ(read("<uax:ListOfInt32><uax:Int32><![CDATA[7]]></uax:Int32>"
+                 "<uax:Int32><![CDATA[-8]]></uax:Int32></uax:ListOfInt32>",
+                 v),
+            0);
+  ASSERT_EQ(v.array<int32_t>().size(), 2u);
+  EXPECT_EQ(v.array<int32_t>()[1], -8);
+  ASSERT_EQ(read("<uax:Double><![CDATA[2.5]]></uax:Double>", v), 0);
+  EXPECT_EQ(*v.scalar<double>(), 2.5);
+  ASSERT_EQ(read("<uax:Boolean><![CDATA[true]]></uax:Boolean>", v), 0);
+  EXPECT_TRUE(*v.scalar<bool>());
+  ASSERT_EQ(read("<uax:DateTime><![CDATA[1601-01-01T00:00:01Z]]></uax:DateTime>", v), 0);
+  EXPECT_EQ(v.scalar<ua_datetime>()->ticks, 10000000);
+  EXPECT_EQ(err_, "");
+  ASSERT_EQ(read("<uax:Guid><uax:String><![CDATA[72962B91-FA75-4AE6-8D28-B404DC7DAF63]]>"
+                 "</uax:String></uax:Guid>",
+                 v),
+            0);
+  EXPECT_EQ(v.scalar<ua_guid>()->data1, 0x72962B91u);
+  ASSERT_EQ(read("<uax:LocalizedText><uax:Locale><![CDATA[de]]></uax:Locale>"
+                 "<uax:Text><![CDATA[a<b]]></uax:Text></uax:LocalizedText>",
+                 v),
+            0);
+  EXPECT_EQ(v.scalar<ua_localizedtext>()->locale.view(), "de");
+  EXPECT_EQ(v.scalar<ua_localizedtext>()->text.view(), "a<b");
+  ASSERT_EQ(read("<uax:NodeId><uax:Identifier><![CDATA[ns=1;s=a&b]]></uax:Identifier>"
+                 "</uax:NodeId>",
+                 v),
+            0);
+  EXPECT_EQ(*v.scalar<ua_nodeid>(), ua_nodeid::make_string(3, "a&b"));
+  ASSERT_EQ(read("<uax:QualifiedName><uax:NamespaceIndex><![CDATA[1]]></uax:NamespaceIndex>"
+                 "<uax:Name><![CDATA[N>]]></uax:Name></uax:QualifiedName>",
+                 v),
+            0);
+  EXPECT_EQ(v.scalar<ua_qualifiedname>()->ns, 3);
+  EXPECT_EQ(v.scalar<ua_qualifiedname>()->name.view(), "N>");
+}
+
 TEST_F(ValueParser, ExtensionObjects) {
   ua_variant v;
   ASSERT_EQ(read(R"(<uax:ListOfExtensionObject><uax:ExtensionObject>

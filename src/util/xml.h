@@ -18,6 +18,7 @@
 #include <new>
 #include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -283,7 +284,7 @@ class xml_doc {
   friend class detail::xml_node_pool;
   friend struct xml_node;
   friend void xml_doc_clear(xml_doc& doc);
-  friend int xml_doc_load_file(const char* path, xml_doc& doc);
+  friend int xml_doc_load_file(const char* path, xml_doc& doc, int* read_error);
   friend int xml_doc_parse_buffer(const char* buffer, std::size_t length, xml_doc& doc,
                                   const char* name);
   friend int xml_doc_add_namespace(xml_doc& doc, std::optional<xml_string> prefix, xml_string uri);
@@ -340,10 +341,11 @@ inline xml_node* xml_node_pool::allocate() {
 // Empties the document (same as xml_doc_clear).
 void xml_doc_init(xml_doc& doc);
 // Reads the whole file into the document and parses it: 0, or -1 (syntax errors are
-// reported on stderr; a file that cannot be read gives -1 silently). On failure the
-// document is left empty. `path` must outlive the document: it is its file name.
-// Loading again into the same document reuses its memory.
-int xml_doc_load_file(const char* path, xml_doc& doc);
+// reported on stderr; a file that cannot be read gives -1 silently, with the system's
+// error number in `*read_error` when given, which is 0 otherwise). Devices and pipes are
+// read to their end. On failure the document is left empty. `path` must outlive the
+// document: it is its file name. Loading again into the same document reuses its memory.
+int xml_doc_load_file(const char* path, xml_doc& doc, int* read_error = nullptr);
 // Parses text that the caller keeps alive for the document's lifetime: 0 or -1. The file
 // name is `name`, or "buffer" when none is given.
 int xml_doc_parse_buffer(const char* buffer, std::size_t length, xml_doc& doc,
@@ -406,6 +408,27 @@ inline xml_string xml_node_name(const xml_node* n) {
 inline xml_string xml_node_value(const xml_node* n) {
   return n ? n->value() : xml_string();
 }
+
+// ---- Text of an element -----------------------------------------------------------------
+
+// What xml_node_text found.
+enum xml_text_kind : int {
+  XML_TEXT_PLAIN = 0,  // the element's own text, references as written: decode as usual
+  XML_TEXT_FINAL = 1,  // text from CDATA sections, or pieces joined: take it as it is
+};
+
+// The text of an element as a value reader takes it. An element without CDATA sections,
+// comments or processing instructions in its content gives its value (XML_TEXT_PLAIN). An
+// element whose content is CDATA sections with nothing but white space around them gives
+// the sections' text, byte for byte (white space outside the sections is not text, as an
+// element holding nothing but white space is empty). Otherwise the character data and the
+// sections' text are joined in document order, comments and processing instructions left
+// out; with `decode`, references in the character data are decoded on the way
+// (xml_string_html_decode), never those inside a section. Both give XML_TEXT_FINAL.
+// `out` is a slice of the document, or points into `storage` when pieces were joined.
+// Returns the kind, or -2 for a reference that cannot be decoded. Attributes and other
+// nodes give their value, XML_TEXT_PLAIN.
+int xml_node_text(const xml_node& element, xml_string& out, std::string& storage, bool decode);
 
 // ---- Slices ---------------------------------------------------------------------------
 

@@ -6,6 +6,7 @@
 // the rows are compiled into one table indexed by state and byte, so each byte costs one
 // look-up. Where a state keeps itself on every byte but one or two (text content, quoted
 // values, comments, CDATA, names) whole runs are skipped at once, counting lines as they go.
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -710,39 +711,56 @@ int xml_doc_parse_buffer(const char* buffer, std::size_t length, xml_doc& doc, c
   return detail::xml_parser::parse(doc, buffer ? buffer : "", length, name ? name : "buffer");
 }
 
-int xml_doc_load_file(const char* path, xml_doc& doc) {
+namespace {
+
+// Owns an open file; closes it on every way out.
+struct file_closer {
+  void operator()(std::FILE* f) const { std::fclose(f); }
+};
+
+}  // namespace
+
+int xml_doc_load_file(const char* path, xml_doc& doc, int* read_error) {
+  constexpr std::size_t k_max = 0xFFFFFFF0u;  // slices hold 32-bit offsets
   doc.reset(true);
-  if (!path) return -1;
-  std::error_code ec;
-  const std::uintmax_t size = std::filesystem::file_size(path, ec);
-  if (ec || size > 0xFFFFFFF0u) {
-    doc.reset(false);
-    return -1;
-  }
-  if (!doc.owned_ || doc.owned_capacity_ < size) {
-    doc.owned_.reset();
-    doc.owned_capacity_ = 0;
-    try {
-      doc.owned_ = std::make_unique_for_overwrite<char[]>(static_cast<std::size_t>(size));
-    } catch (const std::bad_alloc&) {
-      doc.reset(false);
-      return -1;
+  int error = 0;
+  const int ret = [&]() -> int {
+    if (!path) return error = EINVAL, -1;
+    std::unique_ptr<std::FILE, file_closer> file(std::fopen(path, "rb"));
+    if (!file) return error = errno, -1;
+    // A regular file is read with one allocation of its size; anything else (a device, a
+    // pipe) in growing steps until its end. A folder opens, but reading it fails.
+    std::error_code ec;
+    std::uintmax_t size = 0;
+    if (std::filesystem::is_regular_file(path, ec)) size = std::filesystem::file_size(path, ec);
+    if (ec) size = 0;
+    if (size > k_max) return error = EFBIG, -1;
+    std::size_t want = size > 0 ? static_cast<std::size_t>(size) : 65536;
+    std::size_t got = 0;
+    errno = 0;
+    while (true) {
+      if (!doc.owned_ || doc.owned_capacity_ < want) {
+        std::unique_ptr<char[]> bigger;
+        try {
+          bigger = std::make_unique_for_overwrite<char[]>(want);
+        } catch (const std::bad_alloc&) {
+          return error = ENOMEM, -1;
+        }
+        if (got > 0) std::memcpy(bigger.get(), doc.owned_.get(), got);
+        doc.owned_ = std::move(bigger);
+        doc.owned_capacity_ = want;
+      }
+      got += std::fread(doc.owned_.get() + got, 1, want - got, file.get());
+      if (got < want || size > 0) break;
+      if (want == k_max) return error = EFBIG, -1;
+      want = want > k_max / 2 ? k_max : want * 2;
     }
-    doc.owned_capacity_ = static_cast<std::size_t>(size);
-  }
-  std::FILE* file = std::fopen(path, "rb");
-  if (!file) {
-    doc.reset(false);
-    return -1;
-  }
-  const std::size_t got = std::fread(doc.owned_.get(), 1, static_cast<std::size_t>(size), file);
-  std::fclose(file);
-  if (got != size ||
-      detail::xml_parser::parse(doc, doc.owned_.get(), static_cast<std::size_t>(size), path) != 0) {
-    doc.reset(false);
-    return -1;
-  }
-  return 0;
+    if (std::ferror(file.get())) return error = errno != 0 ? errno : EIO, -1;
+    return detail::xml_parser::parse(doc, doc.owned_.get(), got, path);
+  }();
+  if (ret != 0) doc.reset(false);
+  if (read_error) *read_error = error;
+  return ret;
 }
 
 }  // namespace vos

@@ -1,5 +1,6 @@
-// Slice helpers and entity decoding.
+// Slice helpers, entity decoding and the text of an element.
 #include <cstring>
+#include <string>
 
 #include "util/xml.h"
 
@@ -152,6 +153,98 @@ int xml_string_html_decode(xml_string s, char* out, std::size_t out_size) {
   }
   out[o] = '\0';
   return 0;
+}
+
+namespace {
+
+// Appends a piece of character data, decoded when asked; 0 or -2.
+int append_text(std::string& to, xml_string piece, bool decode) {
+  if (!decode || !xml_string_has_entities(piece)) {
+    to.append(piece);
+    return 0;
+  }
+  // A decoded text is never longer than its references.
+  const std::size_t at = to.size();
+  to.resize(at + piece.size() + 1);
+  if (xml_string_html_decode(piece, to.data() + at, piece.size() + 1) != 0) {
+    to.resize(at);
+    return -2;
+  }
+  to.resize(at + std::strlen(to.data() + at));
+  return 0;
+}
+
+// Where the parser ends a CDATA section (closer ']') or a comment (closer '-') that starts
+// at `from`: at two closers directly followed by '>'. A third closer does not end it there:
+// the parser then looks for two closers again. npos when the content ends first.
+std::size_t markup_end(xml_string s, std::size_t from, char closer) {
+  int seen = 0;
+  for (std::size_t i = from; i < s.size(); ++i) {
+    if (seen == 2) {
+      if (s[i] == '>') return i - 2;
+      seen = 0;
+    } else {
+      seen = s[i] == closer ? seen + 1 : 0;
+    }
+  }
+  return xml_string::npos;
+}
+
+}  // namespace
+
+int xml_node_text(const xml_node& element, xml_string& out, std::string& storage, bool decode) {
+  const xml_string raw = element.value();
+  out = raw;
+  if (!element.is_element()) return XML_TEXT_PLAIN;
+  std::size_t lt = raw.find('<');
+  if (raw.empty()) {
+    // Nothing but white space and markup: the CDATA sections, if any, are the text.
+    const xml_node* first = nullptr;
+    std::size_t sections = 0;
+    for (const xml_node& n : element.nodes()) {
+      if (n.type() != XML_NODE_CDATA) continue;
+      if (first == nullptr) first = &n;
+      ++sections;
+    }
+    if (first == nullptr) return XML_TEXT_PLAIN;
+    out = first->value();
+    if (sections > 1) {
+      storage.clear();
+      for (const xml_node& n : element.nodes())
+        if (n.type() == XML_NODE_CDATA) storage.append(n.value());
+      out = storage;
+    }
+    return XML_TEXT_FINAL;
+  }
+  if (lt == xml_string::npos) return XML_TEXT_PLAIN;
+
+  // Character data and markup mixed.
+  storage.clear();
+  std::size_t i = 0;
+  while (true) {
+    if (append_text(storage, raw.substr(i, lt - i), decode) != 0) return -2;
+    if (lt == xml_string::npos) break;
+    const xml_string rest = raw.substr(lt);
+    if (rest.starts_with("<![CDATA[")) {
+      const std::size_t end = markup_end(raw, lt + 9, ']');
+      storage.append(raw.substr(lt + 9, end - (lt + 9)));
+      i = end == xml_string::npos ? raw.size() : end + 3;
+    } else if (rest.starts_with("<!--")) {
+      const std::size_t end = markup_end(raw, lt + 4, '-');
+      i = end == xml_string::npos ? raw.size() : end + 3;
+    } else if (rest.starts_with("<?")) {
+      const std::size_t end = raw.find("?>", lt + 2);
+      i = end == xml_string::npos ? raw.size() : end + 2;
+    } else {
+      // A child element's markup stays as written.
+      storage.push_back('<');
+      i = lt + 1;
+    }
+    lt = raw.find('<', i);
+    if (i >= raw.size()) break;
+  }
+  out = storage;
+  return XML_TEXT_FINAL;
 }
 
 }  // namespace vos

@@ -20,7 +20,7 @@
 # models are not installed. KEEP=1 keeps the work folder and prints its path.
 set -uo pipefail
 
-# Models that do not load, with the reason; their runs must fail in the loader.
+# Models that do not load, with the reason; their runs must fail loading the model itself.
 declare -A NOT_LOADING=(
   [Opc.Ua.MetalForming.NodeSet2.xml]="references dictionary entries that no bundled model defines"
 )
@@ -166,7 +166,7 @@ run_model() {
       >"$dir/gen_$kind.log" 2>&1
     local gen=$?
     if [[ -n ${NOT_LOADING[$name]:-} ]]; then
-      if ((gen != 0)) && ! grep -q "Successfully generated" "$dir/gen_$kind.log"; then
+      if ((gen != 0)) && grep -qF "error: failed to load '${files[-1]}'" "$dir/gen_$kind.log"; then
         echo "SKIP $name: does not load (${NOT_LOADING[$name]})" >"$dir/result"
         return 0
       fi
@@ -268,6 +268,14 @@ if ((types != 221)); then
   failed=1
 fi
 "$PLAN" "$MODELS" >"$WORK/plan.tsv" || { echo "error: $PLAN failed"; exit 1; }
+# The generator tests' own model holds what the corpus lacks (an option set over the
+# OptionSet structure, fields named after C keywords, a union with an array member, an
+# encoding identifier above 2^31).
+golden=$HERE/../fixtures/codegen/golden.xml
+if [[ -f $golden ]]; then
+  printf '%s\t%s\t%s\t%s\n' golden.xml urn:golden "$MODELS/Opc.Ua.NodeSet2.xml $golden" \
+    urn:golden >>"$WORK/plan.tsv"
+fi
 models=$(wc -l <"$WORK/plan.tsv")
 
 # Namespace 0's compile runs beside the first models.
@@ -279,7 +287,7 @@ seq 1 "$models" | xargs -P "$JOBS" -I{} bash "$0" --model {}
 wait $ns0job
 
 cat "$WORK/ns0run/result"
-grep -q '^ok' "$WORK/ns0run/result" || { failed=1; cat "$WORK/ns0run/cc.log"; }
+grep -q '^ok' "$WORK/ns0run/result" || { failed=1; head -n 40 "$WORK/ns0run/cc.log"; }
 compiled=0
 for r in "$WORK"/m/*/result; do
   cat "$r"

@@ -1,6 +1,7 @@
 #include "tools/vospack/filewriter.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdarg>
 #include <cstring>
 #include <ctime>
@@ -161,14 +162,20 @@ int ua_file_writer::flush() {
     return UA_EBAD;
   }
   adler_ = adler32_update(adler_, buf_.data(), buf_.size());
+  errno = 0;
   const std::size_t n = std::fwrite(buf_.data(), 1, buf_.size(), file_);
   const bool ok = n == buf_.size();
   buf_.clear();
-  if (!ok) {
+  return ok ? 0 : write_error(errno);
+}
+
+int ua_file_writer::write_error(int error) {
+  if (!write_failed_) {
     write_failed_ = true;
-    return UA_EBAD;
+    diag_error(VOS_HERE, "ua_file_writer", "cannot write '%s': %s\n", path_.c_str(),
+               std::strerror(error != 0 ? error : EIO));
   }
-  return 0;
+  return UA_EBAD;
 }
 
 int ua_file_writer::write_bytes(const void* p, std::size_t n) {
@@ -330,6 +337,8 @@ int ua_file_writer::open(const char* path) {
   path_ = path;
   file_ = std::fopen(path, "wb");
   if (file_ == nullptr) {
+    diag_error(VOS_HERE, "ua_file_writer_open", "cannot create '%s': %s\n", path,
+               std::strerror(errno));
     path_.clear();
     return UA_EBAD;
   }
@@ -537,9 +546,11 @@ int ua_file_writer::close() {
       const uint32_t sum = adler_;
       uint8_t b[4];
       for (int i = 0; i < 4; ++i) b[i] = static_cast<uint8_t>(sum >> (8 * i));
-      if (std::fwrite(b, 1, 4, file_) != 4) ret = UA_EBAD;
+      errno = 0;
+      if (std::fwrite(b, 1, 4, file_) != 4) ret = write_error(errno);
     }
-    if (std::fclose(file_) != 0 && ret == 0) ret = UA_EBAD;
+    errno = 0;
+    if (std::fclose(file_) != 0 && ret == 0) ret = write_error(errno);
     file_ = nullptr;
   }
   close_handle();

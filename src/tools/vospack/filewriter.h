@@ -241,7 +241,9 @@ class ua_file_writer {
   ua_file_totals& totals() noexcept { return totals_; }
 
   // Creates the file and writes everything up to the node sections. On failure the file is
-  // closed and the status returned.
+  // closed and the status returned. A file that cannot be created or written is reported
+  // once, with the system's reason: "error: cannot create '%s': %s" or "error: cannot write
+  // '%s': %s" on stderr.
   int open(const char* path);
   // The same into memory instead of a file (memory() gives the bytes); for tests and tools.
   int open_memory();
@@ -303,6 +305,8 @@ class ua_file_writer {
   int write_definition(const ua_file_definition& def);
   int write_tail(const ua_file_node& node);
   int flush();
+  // Marks the file as failed and reports why, once; the status of the failed write.
+  int write_error(int error);
   int validate() const;
   void close_handle() noexcept;
 

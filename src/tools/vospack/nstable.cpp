@@ -54,8 +54,15 @@ const std::string& nstable_entry::prefix_upper() const {
   return *upper_;
 }
 
-nstable::nstable() {
+nstable::nstable() : nstable(empty) {
+  add_fixed_entries();
+}
+
+nstable::nstable(empty_t) {
   entries_.reserve(NSTABLE_MAX_ENTRIES);
+}
+
+void nstable::add_fixed_entries() {
   add_entry(NSTABLE_NS0_URI, 0, 0, "ua");
   add_entry(NSTABLE_SERVER_URI, 1, 1, "server");
 }

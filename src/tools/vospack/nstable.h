@@ -79,6 +79,13 @@ class nstable {
   // A table with the two fixed entries: SDK and XML index 0, prefix "ua", the namespace-0
   // URI; and 1, 1, "server", the server URI.
   nstable();
+  // An empty table, for a run that enters the fixed entries with add_fixed_entries() once
+  // the verbosity is known, so that their debug lines show.
+  struct empty_t {};
+  static constexpr empty_t empty{};
+  explicit nstable(empty_t);
+  // Enters the two fixed entries; called once, before the first file.
+  void add_fixed_entries();
 
   // Enters a URI with its XML index. A URI already present only takes the new XML index.
   // A new entry gets `sdk_index` as its SDK, mapped and store index, and `prefix`, or else

@@ -68,11 +68,17 @@ class xml_out {
   // Hands the buffer to the stream; false when the stream reports an error.
   bool flush() {
     if (!buf_.empty()) {
-      if (std::fwrite(buf_.data(), 1, buf_.size(), out_) != buf_.size()) failed_ = true;
+      errno = 0;
+      if (std::fwrite(buf_.data(), 1, buf_.size(), out_) != buf_.size() && !failed_) {
+        failed_ = true;
+        error_ = errno;
+      }
       buf_.clear();
     }
     return !failed_;
   }
+  // The system's error number of the failed write.
+  int error() const { return error_; }
 
   void raw(std::string_view s) { buf_.append(s); }
   void ch(char c) { buf_.push_back(c); }
@@ -199,6 +205,7 @@ class xml_out {
   int depth_ = 0;
   bool indent_;
   bool failed_ = false;
+  int error_ = 0;
 };
 
 void xml_out::text(std::string_view s, bool attribute) {
@@ -285,6 +292,7 @@ class exporter {
   // 0, or the first failure (the document then stops there).
   int write();
   bool flush() { return w_.flush(); }
+  int error() const { return w_.error(); }
 
  private:
   void write_namespace_uris();
@@ -971,9 +979,14 @@ int exporter::write_field(const ua_type_table& table, const ua_dict_field& field
   return 0;
 }
 
+void report_write_error(const char* name, int error) {
+  diag_error(VOS_HERE, "xmlexport_write", "cannot write '%s': %s\n", name,
+             std::strerror(error != 0 ? error : EIO));
+}
+
 int finish(exporter& ex, int status, const char* name) {
   if (!ex.flush()) {
-    diag_error(VOS_HERE, "xmlexport_write", "writing '%s' failed\n", name);
+    report_write_error(name, ex.error());
     if (status == 0) status = UA_EBAD;
   }
   return status;
@@ -994,8 +1007,9 @@ int xmlexport_write(const uagraph& graph, const nstable& namespaces, const char*
     exporter ex(graph, namespaces, f, options.indent);
     status = finish(ex, ex.write(), path);
   }
+  errno = 0;
   if (std::fclose(f) != 0 && status == 0) {
-    diag_error(VOS_HERE, "xmlexport_write", "writing '%s' failed\n", path);
+    report_write_error(path, errno);
     status = UA_EBAD;
   }
   return status;

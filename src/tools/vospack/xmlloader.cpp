@@ -2,6 +2,7 @@
 // and the data-type completion.
 #include "tools/vospack/xmlloader.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
@@ -80,6 +81,30 @@ std::string_view trim(std::string_view s) {
   return s;
 }
 
+// Why a document that parsed has no element: an empty file, a binary file (the parser
+// stops at the first NUL byte), or text without markup.
+void report_no_element(const xml_doc& doc) {
+  static constexpr const char* fn = "xmlloader_load_nodeset";
+  const char* name = doc.file_name() != nullptr ? doc.file_name() : "buffer";
+  const std::string_view text = doc.text();
+  if (text.empty()) {
+    diag_error(VOS_HERE, fn, "'%s' is empty\n", name);
+    return;
+  }
+  const std::size_t nul = text.find('\0');
+  if (nul == std::string_view::npos) {
+    diag_error(VOS_HERE, fn, "'%s' holds no XML element\n", name);
+    return;
+  }
+  // Counted as the parser counts: lines from 1, the column of a line's first byte is 1.
+  const std::string_view before = text.substr(0, nul);
+  const std::size_t lf = before.rfind('\n');
+  const auto line = static_cast<unsigned>(std::count(before.begin(), before.end(), '\n') + 1);
+  const auto column = static_cast<unsigned>(lf == std::string_view::npos ? nul + 1 : nul - lf);
+  diag_error(VOS_HERE, fn, "'%s' is not an XML text file: a NUL byte at line %u, column %u\n", name,
+             line, column);
+}
+
 }  // namespace
 
 xmlloader::xmlloader(uagraph& graph, nstable& namespaces)
@@ -105,7 +130,14 @@ void xmlloader::reset_file_state() {
 int xmlloader::load_nodeset(const char* path, Md5* digest) {
   diag_debug_at(VOS_HERE, "xmlloader_load_nodeset", nullptr, "Parsing XML file '%s'\n", path);
   xml_doc doc;
-  int ret = xml_doc_load_file(path, doc);
+  int read_error = 0;
+  int ret = xml_doc_load_file(path, doc, &read_error);
+  // Syntax errors have been reported with their place; a file that could not be read, only
+  // here, so that a wrong path is told apart from a broken model.
+  if (ret != 0 && read_error != 0) {
+    diag_error(VOS_HERE, "xmlloader_load_nodeset", "cannot read '%s': %s\n", path,
+               std::strerror(read_error));
+  }
   if (ret == 0) ret = load_document(doc);
   if (ret == 0 && digest != nullptr) digest->update(doc.text());
   return ret;
@@ -126,7 +158,12 @@ int xmlloader::load_document(xml_doc& doc) {
   ignore_version_check_ = ignore != nullptr && ignore[0] != '\0';
 
   const xml_node* root = doc.document_element();
-  if (root == nullptr || root->name() != "UANodeSet") return UA_EBAD;
+  if (root == nullptr) {
+    report_no_element(doc);
+    return UA_EBAD;
+  }
+  // Any other document fails without a message of its own: the driver names the file.
+  if (root->name() != "UANodeSet") return UA_EBAD;
 
   ua_datetime last_modified;
   if (const xml_node* lm = root->find_attribute("LastModified")) {

@@ -124,6 +124,7 @@ class xmlloader {
   std::vector<uint32_t> xml_to_run_;  // file namespace index -> run index (UINT32_MAX: none)
   bool ignore_version_check_ = false;
   char decode_buf_[256] = {};  // the last decoded text
+  std::string text_buf_;       // the last text joined from pieces
 
   // Across files: the DataType nodes, for the completion after each file.
   std::vector<uint32_t> datatypes_;

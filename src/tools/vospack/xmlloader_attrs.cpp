@@ -37,8 +37,11 @@ bool xmlloader::remap(uint32_t file_index, uint16_t& run_index) const {
 }
 
 int xmlloader::text_of(const xml_node* node, std::string_view& out) {
-  const xml_string raw = node->value();
-  if (!xml_string_has_entities(raw)) {
+  // Text from CDATA sections is taken as it stands; an element's own text is decoded.
+  xml_string raw;
+  const int kind = xml_node_text(*node, raw, text_buf_, true);
+  if (kind < 0) return kind;
+  if (kind == XML_TEXT_FINAL || !xml_string_has_entities(raw)) {
     out = raw;
     return 0;
   }

@@ -30,6 +30,14 @@ const xml_node* pick(const xml_node* element, std::string_view child) {
   return child.empty() ? element : element->find_child(child);
 }
 
+// The text of an element for the readers that take references as written: its own text,
+// or that of its CDATA sections (xml_node_text). `storage` must outlive the result.
+xml_string text_of(const xml_node& element, std::string& storage) {
+  xml_string text;
+  xml_node_text(element, text, storage, false);
+  return text;
+}
+
 bool is_space(char c) {
   return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
 }
@@ -131,7 +139,8 @@ int xmlvalueparser::get_boolean(const xml_node* element, std::string_view child,
   out = false;
   const xml_node* n = pick(element, child);
   if (n == nullptr) return 1;
-  out = xml_string_is_true(trim(n->value()));
+  std::string storage;
+  out = xml_string_is_true(trim(text_of(*n, storage)));
   return 0;
 }
 
@@ -139,14 +148,17 @@ int xmlvalueparser::get_string(const xml_node* element, std::string_view child, 
   out.clear();
   const xml_node* n = pick(element, child);
   if (n == nullptr) return 1;
-  const xml_string raw = n->value();
-  if (!xml_string_has_entities(raw)) {
+  // Text from CDATA sections is taken byte for byte; references elsewhere are decoded.
+  std::string storage;
+  xml_string raw;
+  const int kind = xml_node_text(*n, raw, storage, true);
+  if (kind == XML_TEXT_FINAL || (kind == XML_TEXT_PLAIN && !xml_string_has_entities(raw))) {
     out.assign(raw);
     return 0;
   }
   // A decoded text is never longer than its entity form.
   std::string buf(raw.size() + 1, '\0');
-  if (xml_string_html_decode(raw, buf.data(), buf.size()) != 0) {
+  if (kind < 0 || xml_string_html_decode(raw, buf.data(), buf.size()) != 0) {
     diag_error(VOS_HERE, "ua_xmlvalueparser_get_string",
                "xml_string_html_decode failed du to unsupported escape sequence.\n");
     return UA_EBAD;
@@ -160,7 +172,8 @@ int xmlvalueparser::get_datetime(const xml_node* element, std::string_view child
   out = ua_datetime{};
   const xml_node* n = pick(element, child);
   if (n == nullptr) return 1;
-  const std::string_view text = trim(n->value());
+  std::string storage;
+  const std::string_view text = trim(text_of(*n, storage));
   if (ua_datetime_from_string(out, text) != 0) {
     diag_warning_at(4034, VOS_HERE, "ua_xmlvalueparser_get_datetime", n,
                     "the date '%.*s' is either invalid or outside the range of UaDateTime "
@@ -178,7 +191,8 @@ int xmlvalueparser::get_guid(const xml_node* element, std::string_view child, ua
   if (n == nullptr) return 1;
   const xml_node* s = n->find_child("String");
   if (s == nullptr) return UA_EBAD;
-  const int ret = ua_guid_from_string(out, trim(s->value()));
+  std::string storage;
+  const int ret = ua_guid_from_string(out, trim(text_of(*s, storage)));
   if (ret != 0) out = ua_guid{};
   return ret;
 }
@@ -189,7 +203,8 @@ int xmlvalueparser::get_bytestring(const xml_node* element, std::string_view chi
   const xml_node* n = pick(element, child);
   if (n == nullptr) return 1;
   const xml_node* holder = n->first_child() != nullptr ? n->first_child() : n;
-  const std::string_view text = holder->value();
+  std::string storage;
+  const std::string_view text = text_of(*holder, storage);
   if (trim(text).empty()) return 0;
   std::size_t length = 0;
   int ret = base64_decoded_length(text, length);
@@ -221,11 +236,15 @@ int xmlvalueparser::get_nodeid(const xml_node* element, std::string_view child, 
   if (n == nullptr) return 1;
   const xml_node* ident = n->find_child("Identifier");
   if (ident == nullptr) return 0;
-  const std::string_view text = trim(ident->value());
+  std::string storage;
+  xml_string raw;
+  const int kind = xml_node_text(*ident, raw, storage, true);
+  if (kind < 0) return UA_EBADDECODING;
+  const std::string_view text = trim(raw);
   if (text.empty()) return 0;
   ua_nodeid id;
   int ret = 0;
-  if (xml_string_has_entities(text)) {
+  if (kind == XML_TEXT_PLAIN && xml_string_has_entities(text)) {
     std::string buf(text.size() + 1, '\0');
     if (xml_string_html_decode(text, buf.data(), buf.size()) != 0) return UA_EBADDECODING;
     ret = ua_nodeid_from_string(id, std::string_view(buf.c_str()));
@@ -252,7 +271,8 @@ int xmlvalueparser::get_qualifiedname(const xml_node* element, std::string_view 
   uint32_t file_ns = 0;
   if (const xml_node* nsidx = n->find_child("NamespaceIndex")) {
     uint16_t v = 0;
-    const int ret = ua_strtouint16(nsidx->value(), nullptr, 10, v);
+    std::string storage;
+    const int ret = ua_strtouint16(text_of(*nsidx, storage), nullptr, 10, v);
     if (ret != 0) return ret;
     file_ns = v;
   }
@@ -273,7 +293,8 @@ int xmlvalueparser::get_localizedtext(const xml_node* element, std::string_view 
   const xml_node* n = pick(element, child);
   if (n == nullptr) return 1;
   if (const xml_node* locale = n->find_child("Locale")) {
-    const std::string_view raw = locale->value();
+    std::string storage;
+    const std::string_view raw = text_of(*locale, storage);
     const std::string_view trimmed = trim(raw);
     if (trimmed.size() != raw.size()) {
       diag_warning_at(1003, VOS_HERE, "ua_xmlvalueparser_get_localizedtext", locale,
@@ -291,21 +312,24 @@ int xmlvalueparser::get_int32(const xml_node* element, std::string_view child, i
   out = 0;
   const xml_node* n = pick(element, child);
   if (n == nullptr) return 1;
-  return ua_strtoint32(n->value(), nullptr, 10, out);
+  std::string storage;
+  return ua_strtoint32(text_of(*n, storage), nullptr, 10, out);
 }
 
 int xmlvalueparser::get_int64(const xml_node* element, std::string_view child, int64_t& out) {
   out = 0;
   const xml_node* n = pick(element, child);
   if (n == nullptr) return 1;
-  return parse_integer(n->value(), out);
+  std::string storage;
+  return parse_integer(text_of(*n, storage), out);
 }
 
 int xmlvalueparser::get_double(const xml_node* element, std::string_view child, double& out) {
   out = 0;
   const xml_node* n = pick(element, child);
   if (n == nullptr) return 1;
-  return parse_float(n->value(), out);
+  std::string storage;
+  return parse_float(text_of(*n, storage), out);
 }
 
 int xmlvalueparser::read_array_dims(const xml_node* element, ua_array<uint32_t>& out) {
@@ -316,7 +340,8 @@ int xmlvalueparser::read_array_dims(const xml_node* element, ua_array<uint32_t>&
   if (!out.try_resize(count)) return UA_EBADNOMEM;
   std::size_t i = 0;
   for (const xml_node& c : element->children()) {
-    const int ret = ua_strtouint32(c.value(), nullptr, 10, out[i++]);
+    std::string storage;
+    const int ret = ua_strtouint32(text_of(c, storage), nullptr, 10, out[i++]);
     if (ret != 0) return ret;
   }
   return 0;
@@ -404,7 +429,8 @@ int xmlvalueparser::get_extensionobject(const xml_node* element, std::string_vie
 }
 
 int xmlvalueparser::read_element(const xml_node* element, uint8_t code, void* out) {
-  const std::string_view text = element->value();
+  std::string storage;
+  const std::string_view text = text_of(*element, storage);
   switch (code) {
     case UA_VT_BOOLEAN:
       return get_boolean(element, {}, *static_cast<bool*>(out));

@@ -20,7 +20,9 @@ void pipeline::set_bytestring_limit(long limit) {
 int pipeline::start() {
   // Values are nested at most ten deep; the self-test refuses a decimal-comma locale.
   ua_encoder_set_max_call_depth(10);
-  return ua_encoder_init();
+  const int status = ua_encoder_init();
+  namespaces_.add_fixed_entries();
+  return status;
 }
 
 int pipeline::load_nodeset(const char* path, Md5* digest) {

@@ -56,7 +56,8 @@ class pipeline final : public model_stages {
  private:
   std::string library_name_ = "mymodel";
   bool provider_skeleton_ = false;
-  nstable namespaces_;
+  // Empty until start(): its fixed entries are made once the verbosity is set.
+  nstable namespaces_{nstable::empty};
   uagraph graph_;
   // Fills the graph and the namespace table; declared after them.
   xmlloader loader_{graph_, namespaces_};
