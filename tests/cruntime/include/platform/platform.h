@@ -1,5 +1,5 @@
 /* Base definitions that every runtime header builds on: fixed-width integers, size_t,
- * the C++ linkage brackets and two small helpers that generated tables use. */
+ * the C++ linkage brackets and the small helpers that generated code uses. */
 #ifndef PLATFORM_PLATFORM_H
 #define PLATFORM_PLATFORM_H
 
@@ -19,5 +19,8 @@
 
 /* Bit value: the mask with only bit `bit` set. */
 #define UA_BV(bit) (1u << (bit))
+
+/* Marks a parameter or variable that is deliberately not used. */
+#define UA_UNUSED(x) (void)(x)
 
 #endif /* PLATFORM_PLATFORM_H */

@@ -4,9 +4,17 @@
 
 #include <platform/platform.h>
 
+UA_BEGIN_EXTERN_C
+
 struct ua_string {
     int32_t len;
     char *data;
 };
+
+/* Makes `s` refer to the NUL-terminated constant `text` without copying it; such a string
+ * must not be cleared. */
+void ua_string_attach_const(struct ua_string *s, const char *text);
+
+UA_END_EXTERN_C
 
 #endif /* UABASE_STRING_H */
