@@ -279,7 +279,8 @@ TEST_F(CodegenAddrspace, OpaqueNodeIdsReachTheRuntime) {
               {"-o", "file.bin", fixture("ns0.xml").string(), fixture("opaque.xml").string()});
   ASSERT_EQ(test::run_program(test::vospack_binary(), "vospack", args, dir_.path()).status, 0);
   test::write_runtime_main(dir_ / "out", dir_.path());
-  ASSERT_EQ(test::build_runtime_program(cc, dir_ / "out", dir_.path(), {}), "");
+  ASSERT_EQ(
+      test::build_runtime_program(cc, dir_ / "out", dir_.path(), {"-DUA_SUPPORT_HISTORIZING"}), "");
   const RunResult prog = test::run_program(dir_ / "runtime", "runtime", {}, dir_.path());
   ASSERT_TRUE(prog.status == 0 || prog.status == 1) << prog.status << prog.err;
   ua_file_contents file;

@@ -485,6 +485,7 @@ class addrspace_writer {
   void write_guids();
   void write_bytestrings();
   int write_nodes();
+  void write_dimensions();
   void write_pools();
   void write_stores();
   int write_roles();
@@ -498,7 +499,10 @@ class addrspace_writer {
   const char* prefix() const { return entry_.prefix_lower().c_str(); }
   const char* macro() const { return entry_.prefix_upper().c_str(); }
   bool namespace0() const { return entry_.sdk_index == 0; }
+  // Nodes carry permission sets (rolepermissions.c exists).
   bool with_roles() const { return ctx_.has_role_permissions(); }
+  // Namespace 0 registers the model's roles (and its default permissions).
+  bool registers_roles() const { return namespace0() && !ctx_.roles().roles.empty(); }
 };
 
 void addrspace_writer::write_preamble() {
@@ -593,9 +597,9 @@ void addrspace_writer::write_bytestrings() {
   write_own_pool_type(out_,
                       "objectpool variant which allows to store bytestring elements without "
                       "warnings.",
-                      "bytestringobjectpool", "struct ua_conststring");
+                      "bytestringobjectpool", "struct ua_staticstore_element");
   write_own_pool_header(out_, "bytestringobjectpool", "bytestring", 2, m_.opaques.size(),
-                        "struct ua_conststring", entry_.sdk_index);
+                        "struct ua_staticstore_element", entry_.sdk_index);
   for (const std::span<const uint8_t> bytes : m_.opaques) cg_write_bytestring_literal(out_, bytes);
   write_pool_end(out_);
 }
@@ -666,10 +670,9 @@ int addrspace_writer::write_nodes() {
   return 0;
 }
 
-void addrspace_writer::write_pools() {
-  const uint32_t nsidx = entry_.sdk_index;
+void addrspace_writer::write_dimensions() {
   write_pool_header(out_, "dimension", "dimension", m_.dim_values.size(), "sizeof(int32_t) * 1",
-                    nsidx);
+                    entry_.sdk_index);
   std::vector<const std::pair<const std::vector<uint32_t>, addrspace_model::dimension_group>*>
       groups;
   for (const auto& g : m_.dim_groups) groups.push_back(&g);
@@ -681,7 +684,10 @@ void addrspace_writer::write_pools() {
     out_.print(" /* index %u, referenced %u times */\n", g->second.index, g->second.references);
   }
   write_pool_end(out_);
+}
 
+void addrspace_writer::write_pools() {
+  const uint32_t nsidx = entry_.sdk_index;
   write_pool_header(out_, "variable", "variable", m_.variables.size(), "sizeof(struct ua_variable)",
                     nsidx);
   for (const auto& v : m_.variables) {
@@ -742,7 +748,7 @@ void addrspace_writer::write_stores() {
 }
 
 int addrspace_writer::write_roles() {
-  if (!namespace0() || !with_roles()) return 0;
+  if (!registers_roles()) return 0;
   const role_tables& roles = ctx_.roles();
   out_.put("#if UA_AUTHORIZATION_BACKEND == UA_AUTHORIZATION_BACKEND_ROLEPERMISSIONS\n");
   out_.put("static const char *g_roles[] = {\n");
@@ -822,14 +828,17 @@ void addrspace_writer::write_register() {
   out_.put(
       "    ret = ua_staticstore_from_const_data(&g_dtdef_store, g_dtdef_elements, "
       "g_dtdef_num_elements, 0);\n    if (ret != 0) return ret;\n\n");
-  if (namespace0() && with_roles()) {
+  if (registers_roles()) {
     out_.put("#if UA_AUTHORIZATION_BACKEND == UA_AUTHORIZATION_BACKEND_ROLEPERMISSIONS\n");
     out_.put("    /* 1. Roles must exist before calling ua_nodepermissions_register_static. */\n");
     out_.print("    ret = %s_init_roles();\n    if (ret != 0) return ret;\n", prefix());
-    out_.put(
-        "    /* 2. Register static permission tables. */\n"
-        "    ret = ua_nodepermissions_register_static(&g_static_rolepermissions);\n"
-        "    if (ret != 0) return ret;\n#endif\n\n");
+    if (with_roles()) {
+      out_.put(
+          "    /* 2. Register static permission tables. */\n"
+          "    ret = ua_nodepermissions_register_static(&g_static_rolepermissions);\n"
+          "    if (ret != 0) return ret;\n");
+    }
+    out_.put("#endif\n\n");
   }
   const std::size_t n = m_.nodes.size();
   out_.put(
@@ -843,7 +852,9 @@ void addrspace_writer::write_register() {
       "        (struct mem_objectpool_static*)&g_stringpool,\n        g_stringtabledata,\n");
   out_.put(m_.guids.empty() ? "        (struct mem_objectpool_static*)NULL,\n"
                             : "        (struct mem_objectpool_static*)&g_guidpool,\n");
-  out_.put("        &g_dimensionpool,\n        &g_dtdef_store,\n        NULL,\n");
+  out_.put("        &g_dimensionpool,\n        &g_dtdef_store,\n");
+  out_.put(m_.opaques.empty() ? "        NULL,\n"
+                              : "        (struct mem_objectpool_static*)&g_bytestringpool,\n");
   out_.print(
       "        %s_MODEL_NAMESPACE_INDEX,\n        g_%s_num_placeholders,\n"
       "        UA_INDEX_HASHTABLEQP);\n",
@@ -852,7 +863,7 @@ void addrspace_writer::write_register() {
   out_.put(
       "    /* 4. Setup address space default permissions (for nodes without permissions). */\n"
       "    addr = ua_addressspace_getaddr(nsidx);\n");
-  if (namespace0() && with_roles() && !entry_.default_role_permissions.empty()) {
+  if (registers_roles() && !entry_.default_role_permissions.empty()) {
     out_.print(
         "#if UA_AUTHORIZATION_BACKEND == UA_AUTHORIZATION_BACKEND_ROLEPERMISSIONS\n"
         "    ret = %s_set_default_role_permissions(addr);\n#else\n"
@@ -874,7 +885,9 @@ void addrspace_writer::write_store_functions() {
       macro());
   out_.print("int %s_initialize_staticstore(struct ua_staticstore *store, int store_idx)\n{\n", p);
   if (m_.values.empty()) {
-    out_.put("    UA_UNUSED(store);\n    UA_UNUSED(store_idx);\n    return 0;\n}\n\n");
+    out_.put(
+        "    UA_UNUSED(store);\n    UA_UNUSED(store_idx);\n"
+        "    UA_UNUSED(g_staticstore_elements);\n    return 0;\n}\n\n");
   } else {
     out_.put(
         "    return ua_staticstore_from_const_data(store, g_staticstore_elements, "
@@ -895,6 +908,7 @@ int addrspace_writer::write() {
   write_strings();
   write_guids();
   write_bytestrings();
+  write_dimensions();
   if (write_nodes() != 0) return -1;
   write_pools();
   write_stores();
