@@ -1,6 +1,7 @@
 // identifier.h and type_identifier.h of a namespace.
+#include <array>
 #include <string>
-#include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "tools/vospack/codegen/naming.h"
@@ -48,13 +49,14 @@ uagraph_node* encoded_type(const uagraph& graph, const uagraph_node& node) {
 // The symbolic names of the node and its ancestors, topmost first, joined with "_".
 int browse_path_name(const codegen_context& ctx, uagraph_node& node, std::string& out) {
   constexpr const char* kFunction = "output_c_identifier";
-  std::vector<uagraph_node*> kept{&node};
+  std::array<uagraph_node*, kMaxPathNames> kept{&node};
+  std::size_t count = 1;
   if (!is_ns0(node, 84)) {
     uagraph_node* cur = &node;
-    while (kept.size() < kMaxPathNames) {
+    while (count < kMaxPathNames) {
       cur = parent_of(ctx.graph(), *cur);
       if (cur == nullptr) break;
-      kept.push_back(cur);
+      kept[count++] = cur;
       if (is_type_class(*cur)) break;
       if (is_ns0(*cur, 85) || is_ns0(*cur, 92) || is_ns0(*cur, 93) || is_ns0(*cur, 86) ||
           is_ns0(*cur, 90) || is_ns0(*cur, 84)) {
@@ -62,15 +64,14 @@ int browse_path_name(const codegen_context& ctx, uagraph_node& node, std::string
       }
     }
     // Root, Objects, Types and DataTypes say nothing about a node below them.
-    const uagraph_node& top = *kept.back();
-    if (kept.size() > 1 &&
-        (is_ns0(top, 84) || is_ns0(top, 85) || is_ns0(top, 86) || is_ns0(top, 90))) {
-      kept.pop_back();
+    const uagraph_node& top = *kept[count - 1];
+    if (count > 1 && (is_ns0(top, 84) || is_ns0(top, 85) || is_ns0(top, 86) || is_ns0(top, 90))) {
+      --count;
     }
   }
   out.clear();
-  for (auto it = kept.rbegin(); it != kept.rend(); ++it) {
-    const std::string_view name = ctx.symbolic_name(**it, kFunction);
+  for (std::size_t i = count; i-- > 0;) {
+    const std::string_view name = ctx.symbolic_name(*kept[i], kFunction);
     if (name.empty()) return -1;
     if (!out.empty()) out += '_';
     out += name;
@@ -146,7 +147,19 @@ int output_c_identifier(const codegen_context& ctx, const nstable_entry& entry) 
   std::string name;
   // A macro name defined twice would give the first node the second node's identifier (or
   // fail a -Werror build): the first node keeps the name, later ones are named in a warning.
-  std::unordered_map<std::string, const uagraph_node*> defined;
+  // The names live in one growing text; the set holds the offset and length of each.
+  std::string names;
+  struct name_ref {
+    std::size_t offset;
+    std::size_t size;
+    const uagraph_node* node;
+  };
+  const auto view = [&names](const name_ref& r) {
+    return std::string_view(names).substr(r.offset, r.size);
+  };
+  const auto hash = [&view](const name_ref& r) { return std::hash<std::string_view>{}(view(r)); };
+  const auto equal = [&view](const name_ref& a, const name_ref& b) { return view(a) == view(b); };
+  std::unordered_set<name_ref, decltype(hash), decltype(equal)> defined(0, hash, equal);
   const int ret = ctx.node_filter(
       255, static_cast<int>(entry.sdk_index), [&](uagraph_node& node, const node_position&) {
         const ua_nodeid& id = node.NodeId;
@@ -156,12 +169,15 @@ int output_c_identifier(const codegen_context& ctx, const nstable_entry& entry) 
           return 1;
         }
         if (macro_name(ctx, entry, node, name) != 0) return -1;
-        const auto [it, fresh] = defined.try_emplace(name, &node);
+        const std::size_t offset = names.size();
+        names += name;
+        const auto [it, fresh] = defined.insert(name_ref{offset, name.size(), &node});
         if (!fresh) {
+          names.resize(offset);
           codegen_context::warning(
               "warning: node %s gets no identifier macro: %s names node %s already\n",
               ua_nodeid_printable(id).c_str(), name.c_str(),
-              ua_nodeid_printable(it->second->NodeId).c_str());
+              ua_nodeid_printable(it->node->NodeId).c_str());
           return 1;
         }
         if (id.is_numeric()) {
