@@ -300,6 +300,48 @@ TEST(XmlErrors, LongLine) {
             std::string::npos);
 }
 
+TEST(XmlTree, LongNamesAndPositions) {
+  // Names and prefixes of any length; a long one does not disturb its neighbours.
+  const std::string name(70000, 'n');
+  const std::string prefix(300, 'p');
+  std::string text = "<" + prefix + ":" + name + " xmlns:" + prefix + "='u' " + prefix + ":" +
+                     name + "='v' short='w'><" + prefix + ":" + name + "/><x:y:z xmlns:x='u2'/></" +
+                     prefix + ":" + name + ">";
+  xml_doc doc;
+  outcome r = parse(doc, text);
+  ASSERT_EQ(r.rc, 0) << r.err.substr(0, 200);
+  const xml_node* top = doc.document_element();
+  EXPECT_EQ(str(top->prefix()), prefix);
+  EXPECT_EQ(str(top->name()), name);
+  EXPECT_EQ(str(top->namespace_uri()), "u");
+  EXPECT_EQ(str(top->find_attribute(name)->value()), "v");
+  EXPECT_EQ(str(top->find_attribute(name)->prefix()), prefix);
+  EXPECT_EQ(str(top->find_attribute("short")->value()), "w");
+  EXPECT_EQ(str(top->first_child()->name()), name);
+  const xml_node* z = top->first_child()->next_sibling();
+  EXPECT_EQ(str(z->prefix()), "x");
+  EXPECT_EQ(str(z->name()), "z");
+
+  // Line feeds inside a processing instruction count neither as lines nor as columns; an
+  // attribute on a later line of its tag has its own line and column.
+  text = "<?pi a\nb?>\n <r\n  a='1' b='2'><?x\n?><c/></r>";
+  r = parse(doc, text);
+  ASSERT_EQ(r.rc, 0) << r.err;
+  const xml_node* root = doc.document_element();
+  EXPECT_EQ(root->line(), 2u);
+  EXPECT_EQ(root->column(), 2u);
+  const xml_node* b = root->find_attribute("b");
+  EXPECT_EQ(b->line(), 3u);
+  EXPECT_EQ(b->column(), 9u);
+  EXPECT_EQ(std::string(b->line_start(), 5), "  a='");
+  const xml_node* c = root->first_child();
+  EXPECT_EQ(c->line(), 3u);
+  EXPECT_EQ(c->column(), 17u);  // "<?" counts, the rest of the instruction does not
+  EXPECT_EQ(std::string(c->line_start(), 3), "  a");
+  EXPECT_EQ(doc.root()->line(), 0u);
+  EXPECT_EQ(doc.root()->column(), 0u);
+}
+
 TEST(XmlDoc, LoadFile) {
   test::TempDir dir;
   const std::string path = (dir / "model.xml").string();

@@ -6,13 +6,15 @@
 // the rows are compiled into one table indexed by state and byte, so each byte costs one
 // look-up. Where a state keeps itself on every byte but one or two (text content, quoted
 // values, comments, CDATA, names) whole runs are skipped at once, counting lines as they go.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
 #include <memory>
 #include <new>
 #include <string>
-#include <system_error>
 
 #include "util/xml.h"
 
@@ -247,18 +249,23 @@ class xml_parser {
 
  private:
   xml_parser(xml_doc& doc, const char* text, std::uint32_t length)
-      : doc_(doc), buf_(reinterpret_cast<const unsigned char*>(text)), len_(length) {}
+      : doc_(doc),
+        pool_(doc.pool_),
+        buf_(reinterpret_cast<const unsigned char*>(text)),
+        len_(length) {}
 
   int run();
   int step(std::uint8_t act);
   int open(xml_node_type type);
-  void pop() { cur_ = stack_[--depth_]; }
-  void append(xml_node* parent, xml_node* child);
-  void drop(xml_node* node);
-  void set_name() {
-    cur_->name_off_ = mark_;
-    cur_->name_len_ = pos_ - 1 - mark_;
+  void pop() {
+    --depth_;
+    cur_ = stack_[depth_];
+    last_ = stack_last_[depth_];
   }
+  void drop(xml_node* node);
+  void set_name() { set_name(mark_, pos_ - 1 - mark_); }
+  void set_name(std::uint32_t off, std::uint32_t len);
+  detail::xml_long_name& long_name(xml_node* node);
   int set_prefix();
   int close_tag();
   int declare_namespaces(xml_node* element);
@@ -272,6 +279,7 @@ class xml_parser {
   int fail(int result);
 
   xml_doc& doc_;
+  xml_node_pool& pool_;
   const unsigned char* buf_;
   std::uint32_t len_;
   std::uint32_t lim_ = 0;  // the first NUL byte at or after the position, or the length
@@ -285,26 +293,26 @@ class xml_parser {
   // processing instruction skips are not fed, so they move this base instead.
   std::uint32_t col_base_ = 0;
   xml_node* root_ = nullptr;
+  // The node being read and its last child; the nodes below it on the stack and theirs.
   xml_node* cur_ = nullptr;
+  std::uint32_t last_ = 0;
   xml_node* stack_[XML_MAX_NESTING] = {};
+  std::uint32_t stack_last_[XML_MAX_NESTING] = {};
   std::uint32_t depth_ = 0;
+  // The last child of the current node before the node opened last: where a dropped tag,
+  // comment or processing instruction is cut off again.
+  std::uint32_t before_open_ = 0;
 };
 
-void xml_parser::append(xml_node* parent, xml_node* child) {
-  const std::uint32_t pi = xml_node_pool::index_of(parent);
-  const std::uint32_t ci = xml_node_pool::index_of(child);
-  child->parent_ = pi;
-  child->prev_ = parent->last_;
-  if (parent->last_)
-    doc_.pool_.at(parent->last_)->next_ = ci;
-  else
-    parent->first_ = ci;
-  parent->last_ = ci;
-}
-
 void xml_parser::drop(xml_node* node) {
-  xml_node_remove(cur_, node);
-  doc_.pool_.release(node);
+  // The node is the current node's last child and the last node made.
+  if (before_open_)
+    pool_.at(before_open_)->next_ = 0;
+  else
+    cur_->first_ = 0;
+  last_ = before_open_;
+  if (node->bits_ & xml_node::k_long_name) doc_.long_names_.pop_back();
+  pool_.release_last(node);
 }
 
 int xml_parser::open(xml_node_type type) {
@@ -312,24 +320,60 @@ int xml_parser::open(xml_node_type type) {
     std::fputs("Error: reached maximum xml tag nesting level\n", stderr);
     return -1;
   }
-  stack_[depth_++] = cur_;
-  xml_node* node = xml_node_new(doc_, type, cur_->default_ns_);
+  xml_node* node = pool_.allocate();
   if (!node) {
     std::fputs("Error: xml_node_new failed: out of memory\n", stderr);
     return -1;
   }
+  node->bits_ = static_cast<std::uint8_t>(type | xml_node::k_ws_only);
+  node->ns_ = -1;
+  node->default_ns_ = cur_->default_ns_;
+  node->start_ = pos_ - 1;
   node->line_ = line_;
-  node->column_ = column();
-  node->line_start_ = line_start_;
-  append(cur_, node);
+  const std::uint32_t index = xml_node_pool::index_of(node);
+  if (last_)
+    pool_.at(last_)->next_ = index;
+  else
+    cur_->first_ = index;
+  before_open_ = last_;
+  stack_[depth_] = cur_;
+  stack_last_[depth_] = index;
+  ++depth_;
   cur_ = node;
+  last_ = 0;
   return 0;
 }
 
+detail::xml_long_name& xml_parser::long_name(xml_node* node) {
+  if (!(node->bits_ & xml_node::k_long_name)) {
+    doc_.long_names_.push_back(
+        detail::xml_long_name{xml_node_pool::index_of(node), node->start_ + node->name_delta_,
+                              node->name_len_, node->name_part(), node->prefix_len_});
+    node->bits_ |= xml_node::k_long_name;
+  }
+  return doc_.long_names_.back();
+}
+
+void xml_parser::set_name(std::uint32_t off, std::uint32_t len) {
+  const std::uint32_t delta = off - cur_->start_;
+  if ((cur_->bits_ & xml_node::k_long_name) || delta > 0xFFFF || len > 0xFFFF) {
+    detail::xml_long_name& n = long_name(cur_);
+    n.name_off = off;
+    n.name_len = len;
+    return;
+  }
+  cur_->name_delta_ = static_cast<std::uint16_t>(delta);
+  cur_->name_len_ = static_cast<std::uint16_t>(len);
+}
+
 int xml_parser::set_prefix() {
-  if (cur_->prefix_len_ == 0) {
-    cur_->prefix_off_ = mark_;
-    cur_->prefix_len_ = pos_ - 1 - mark_;
+  if (cur_->prefix().empty()) {
+    // The prefix is where the name part begins: the mark.
+    const std::uint32_t len = pos_ - 1 - mark_;
+    if ((cur_->bits_ & xml_node::k_long_name) || len > 0xFF)
+      long_name(cur_).prefix_len = len;
+    else
+      cur_->prefix_len_ = static_cast<std::uint8_t>(len);
   } else {
     // Reported, but the parse goes on with the first prefix.
     std::fputs("Error: second namespace separator found.\n", stderr);
@@ -347,7 +391,7 @@ int xml_parser::find_prefix(xml_string prefix) const {
 int xml_parser::declare_namespaces(xml_node* element) {
   for (const xml_node* a = element->first_attribute(); a; a = a->next_attribute()) {
     auto* attr = const_cast<xml_node*>(a);
-    if (attr->prefix_len_ == 0) {
+    if (attr->prefix().empty()) {
       if (attr->name() == "xmlns") {
         const int index = xml_doc_add_namespace(doc_, std::nullopt, attr->value());
         if (index < 0) {
@@ -364,7 +408,7 @@ int xml_parser::declare_namespaces(xml_node* element) {
     }
   }
   for (const xml_node* a = element->first_attribute(); a; a = a->next_attribute()) {
-    if (a->prefix_len_ == 0 || a->prefix() == "xmlns") continue;
+    if (a->prefix().empty() || a->prefix() == "xmlns") continue;
     const int index = find_prefix(a->prefix());
     if (index < 0) {
       const xml_string p = a->prefix();
@@ -379,30 +423,30 @@ int xml_parser::declare_namespaces(xml_node* element) {
 
 int xml_parser::close_tag() {
   xml_node* node = cur_;
-  if (node->name_len_ == 0) set_name();
-  if (node->type_ != XML_NODE_END_TAG) {
+  if (node->name().empty()) set_name();
+  if (node->type() != XML_NODE_END_TAG) {
     const int r = declare_namespaces(node);
     if (r != 0) return r;
   }
-  if (node->prefix_len_ != 0) {
-    const int index = find_prefix(node->prefix());
+  const xml_string prefix = node->prefix();
+  if (!prefix.empty()) {
+    const int index = find_prefix(prefix);
     if (index < 0) {
-      const xml_string p = node->prefix();
       std::fprintf(stderr, "Error: using unknown namespace prefix '%.*s'\n",
-                   static_cast<int>(p.size()), p.data());
+                   static_cast<int>(prefix.size()), prefix.data());
       return -1;
     }
     node->ns_ = static_cast<std::int8_t>(index);
   } else {
     node->ns_ = node->default_ns_;
   }
-  switch (node->type_) {
+  switch (node->type()) {
     case XML_NODE_START_TAG:
-      node->type_ = XML_NODE_ELEMENT;
+      node->set_type(XML_NODE_ELEMENT);
       node->value_off_ = pos_;
       return 0;
     case XML_NODE_EMPTY_TAG:
-      node->type_ = XML_NODE_ELEMENT;
+      node->set_type(XML_NODE_ELEMENT);
       pop();
       return 0;
     case XML_NODE_END_TAG: {
@@ -417,9 +461,10 @@ int xml_parser::close_tag() {
                      got.data(), static_cast<int>(expected.size()), expected.data());
         return -1;
       }
-      const std::uint32_t lt = (node->prefix_len_ ? node->prefix_off_ : node->name_off_) - 2;
+      const std::uint32_t lt = node->start_;
       drop(node);
-      open_element->value_len_ = open_element->ws_only_ ? 0 : lt - open_element->value_off_;
+      open_element->value_len_ =
+          open_element->whitespace_only() ? 0 : lt - open_element->value_off_;
       if (depth_ == 0) return -1;
       pop();
       return 0;
@@ -448,6 +493,7 @@ int xml_parser::skip_pi() {
   }
   pos_ = closed ? i + 2 : len_;
   col_base_ += pos_ - from;
+  doc_.skipped_.emplace_back(from, pos_);
   if (pos_ > lim_) {
     const void* nul = std::memchr(buf_ + pos_, 0, len_ - pos_);
     lim_ = nul ? static_cast<std::uint32_t>(static_cast<const unsigned char*>(nul) - buf_) : len_;
@@ -461,7 +507,7 @@ int xml_parser::skip_pi() {
 int xml_parser::step(std::uint8_t act) {
   switch (act) {
     case A_CLEAR_WS:
-      cur_->ws_only_ = 0;
+      cur_->bits_ &= static_cast<std::uint8_t>(~xml_node::k_ws_only);
       return 0;
     case A_OPEN_TAG:
       return open(XML_NODE_START_TAG);
@@ -472,7 +518,7 @@ int xml_parser::step(std::uint8_t act) {
       mark_ = pos_;
       return 0;
     case A_END_TAG:
-      cur_->type_ = XML_NODE_END_TAG;
+      cur_->set_type(XML_NODE_END_TAG);
       return 0;
     case A_SKIP_PI:
       return skip_pi();
@@ -485,8 +531,8 @@ int xml_parser::step(std::uint8_t act) {
     case A_SET_PREFIX:
       return set_prefix();
     case A_EMPTY:
-      cur_->type_ = XML_NODE_EMPTY_TAG;
-      if (cur_->name_len_ == 0) set_name();
+      cur_->set_type(XML_NODE_EMPTY_TAG);
+      if (cur_->name().empty()) set_name();
       return 0;
     case A_CLOSE:
       return close_tag();
@@ -507,7 +553,7 @@ int xml_parser::step(std::uint8_t act) {
     case A_END_CDATA: {
       xml_node* node = cur_;
       pop();
-      node->type_ = XML_NODE_CDATA;
+      node->set_type(XML_NODE_CDATA);
       node->value_off_ = mark_;
       node->value_len_ = pos_ - 3 - mark_;
       return 0;
@@ -548,7 +594,7 @@ std::uint32_t xml_parser::skip_content(std::uint32_t pos) {
       ++line_;
       line_start_ = col_base_ = static_cast<std::uint32_t>(p - buf_);
     } else if (!k_classes.space[c]) {
-      cur_->ws_only_ = 0;
+      cur_->bits_ &= static_cast<std::uint8_t>(~xml_node::k_ws_only);
       // Text: find its end at once.
       const void* q = std::memchr(p, '<', static_cast<std::size_t>(end - p));
       const unsigned char* stop = q ? static_cast<const unsigned char*>(q) : end;
@@ -588,12 +634,17 @@ void xml_parser::report() const {
 
 int xml_parser::fail(int result) {
   doc_.root_ = nullptr;
-  doc_.pool_.reset(true);
+  pool_.reset(true);
   return result;
 }
 
 int xml_parser::run() {
-  root_ = xml_node_new(doc_, XML_NODE_ROOT, -1);
+  root_ = pool_.allocate();
+  if (root_) {
+    root_->bits_ = static_cast<std::uint8_t>(XML_NODE_ROOT | xml_node::k_ws_only);
+    root_->ns_ = -1;
+    root_->default_ns_ = -1;
+  }
   if (!root_) {
     std::fputs("Error: Could not allocate root node. Check your memory pool configuration.\n",
                stderr);
@@ -659,7 +710,7 @@ int xml_parser::run() {
   }
   pos_ = pos;
 
-  if (root_->first_ != 0 && doc_.pool_.at(root_->first_)->next_ != 0) {
+  if (root_->first_ != 0 && pool_.at(root_->first_)->next_ != 0) {
     std::fputs(
         "Error: invalid xml document, because the document contains multiple root "
         "elements.\n",
@@ -695,11 +746,18 @@ int xml_parser::parse(xml_doc& doc, const char* text, std::size_t length, const 
   doc.pool_.reset(true);
   doc.namespaces_ = {};
   doc.namespace_count_ = 0;
+  doc.skipped_.clear();
+  doc.long_names_.clear();
   doc.file_name_ = name;
   doc.data_ = text;
   doc.size_ = static_cast<std::uint32_t>(length);
+  doc.seq_base_ = xml_sequence_counter;
+  // NodeSet files hold about one node per 30 to 40 bytes of text.
+  doc.pool_.reserve(length);
   xml_parser parser(doc, text, static_cast<std::uint32_t>(length));
-  return parser.run();
+  const int result = parser.run();
+  xml_sequence_counter = doc.seq_base_ + doc.pool_.next_index();
+  return result;
 }
 
 }  // namespace detail
@@ -713,32 +771,42 @@ int xml_doc_parse_buffer(const char* buffer, std::size_t length, xml_doc& doc, c
 int xml_doc_load_file(const char* path, xml_doc& doc) {
   doc.reset(true);
   if (!path) return -1;
-  std::error_code ec;
-  const std::uintmax_t size = std::filesystem::file_size(path, ec);
-  if (ec || size > 0xFFFFFFF0u) {
-    doc.reset(false);
-    return -1;
-  }
-  if (!doc.owned_ || doc.owned_capacity_ < size) {
-    doc.owned_.reset();
-    doc.owned_capacity_ = 0;
-    try {
-      doc.owned_ = std::make_unique_for_overwrite<char[]>(static_cast<std::size_t>(size));
-    } catch (const std::bad_alloc&) {
-      doc.reset(false);
-      return -1;
+  const int fd = ::open(path, O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return -1;
+  struct stat st {};
+  const bool regular = fstat(fd, &st) == 0 && S_ISREG(st.st_mode);
+  const auto size = static_cast<std::uintmax_t>(regular ? st.st_size : 0);
+  const char* text = nullptr;
+  if (regular && size <= 0xFFFFFFF0u) {
+    // Mapped, the text costs no copy and no zeroed memory; where the system refuses,
+    // the file is read into the document's buffer.
+    const auto n = static_cast<std::size_t>(size);
+    if (doc.mapping_.map(fd, n)) {
+      text = doc.mapping_.data();
+    } else if (doc.owned_ && doc.owned_capacity_ >= n) {
+      text = doc.owned_.get();
+    } else {
+      doc.owned_.reset();
+      doc.owned_capacity_ = 0;
+      try {
+        doc.owned_ = std::make_unique_for_overwrite<char[]>(n);
+        doc.owned_capacity_ = n;
+        text = doc.owned_.get();
+      } catch (const std::bad_alloc&) {
+      }
     }
-    doc.owned_capacity_ = static_cast<std::size_t>(size);
+    if (text && text != doc.mapping_.data()) {
+      std::size_t got = 0;
+      while (got < n) {
+        const ssize_t r = ::read(fd, doc.owned_.get() + got, n - got);
+        if (r <= 0) break;
+        got += static_cast<std::size_t>(r);
+      }
+      if (got != n) text = nullptr;
+    }
   }
-  std::FILE* file = std::fopen(path, "rb");
-  if (!file) {
-    doc.reset(false);
-    return -1;
-  }
-  const std::size_t got = std::fread(doc.owned_.get(), 1, static_cast<std::size_t>(size), file);
-  std::fclose(file);
-  if (got != size ||
-      detail::xml_parser::parse(doc, doc.owned_.get(), static_cast<std::size_t>(size), path) != 0) {
+  ::close(fd);
+  if (!text || detail::xml_parser::parse(doc, text, static_cast<std::size_t>(size), path) != 0) {
     doc.reset(false);
     return -1;
   }

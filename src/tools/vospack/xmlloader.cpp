@@ -104,19 +104,20 @@ void xmlloader::reset_file_state() {
 
 int xmlloader::load_nodeset(const char* path, Md5* digest) {
   diag_debug_at(VOS_HERE, "xmlloader_load_nodeset", nullptr, "Parsing XML file '%s'\n", path);
-  xml_doc doc;
-  int ret = xml_doc_load_file(path, doc);
-  if (ret == 0) ret = load_document(doc);
-  if (ret == 0 && digest != nullptr) digest->update(doc.text());
+  int ret = xml_doc_load_file(path, doc_);
+  if (ret == 0) ret = load_document(doc_);
+  if (ret == 0 && digest != nullptr) digest->update(doc_.text());
+  // The tree's memory stays for the next file; the text goes.
+  xml_doc_reset(doc_);
   return ret;
 }
 
 int xmlloader::load_nodeset_buffer(std::string_view text, const char* name) {
   diag_debug_at(VOS_HERE, "xmlloader_load_nodeset", nullptr, "Parsing XML file '%s'\n", name);
-  xml_doc doc;
-  const int ret = xml_doc_parse_buffer(text.data(), text.size(), doc, name);
-  if (ret != 0) return ret;
-  return load_document(doc);
+  int ret = xml_doc_parse_buffer(text.data(), text.size(), doc_, name);
+  if (ret == 0) ret = load_document(doc_);
+  xml_doc_reset(doc_);
+  return ret;
 }
 
 int xmlloader::load_document(xml_doc& doc) {

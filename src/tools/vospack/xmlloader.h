@@ -114,6 +114,8 @@ class xmlloader {
   uagraph& graph_;
   nstable& namespaces_;
   xmlvalueparser values_;
+  // One document for every file: its node memory is reused.
+  xml_doc doc_;
   std::string default_locale_ = "auto";
 
   // Per file.
