@@ -81,27 +81,43 @@ class xmlloader {
   // The attribute of that name (or the element's own text for an empty name), through the
   // aliases of the current file first.
   int resolve_nodeid(const xml_node* element, std::string_view attribute, ua_nodeid& out);
+  // The same for an attribute or element already found; 1 when it is null.
+  int resolve_nodeid(const xml_node* node, ua_nodeid& out);
   int parse_qname(const xml_node* node, ua_qualifiedname& out);
   // The localized text from the children of `element` named `name`.
   int parse_localizedtext(const xml_node* element, std::string_view name, ua_localizedtext& out);
+  // The same from the first such child and its later siblings of its name; 1 when it is null.
+  int parse_localizedtext(const xml_node* first, ua_localizedtext& out);
   int parse_symbolicname(const xml_node* attribute, ua_string& out);
   int parse_array_info(const xml_node* element, uagraph_arrayinfo& out, int error_number,
                        const char* operation);
+  // The same from the ValueRank and ArrayDimensions attributes (each may be null).
+  int parse_array_info(const xml_node* value_rank, const xml_node* dimensions,
+                       uagraph_arrayinfo& out, int error_number, const char* operation);
   int parse_rolepermissions(const xml_node* element, std::vector<uagraph_rolepermission>& out);
   int parse_definition(const xml_node* element, uagraph_definition& out);
 
  private:
+  struct node_parts;
   int load_document(xml_doc& doc);
-  int load_node_attributes(const xml_node* element, uagraph_node& node);
-  int load_class_attributes(const xml_node* element, uagraph_node& node);
+  int load_node_attributes(const xml_node* element, const node_parts& parts, uagraph_node& node);
+  int load_class_attributes(const xml_node* element, const node_parts& parts, uagraph_node& node);
+  // The reference pass for a node element whose node is known.
+  int load_node_refs(const xml_node* element, uagraph_node& node);
   int parse_definition_field(const xml_node* field, uagraph_definition& def);
   void complete_datatypes();
   void reset_file_state();
 
   // Texts: decoded when they hold '&' (at most 255 bytes), else the slice itself.
   int text_of(const xml_node* node, std::string_view& out);
-  // Number attributes with their defaults. Return 0, 1 (absent) or negative after the report.
+  // Number attributes with their defaults, by name or as found (null: absent). Return 0,
+  // 1 (absent) or negative after the report.
   int attr_uint8(const xml_node* element, std::string_view name, uint8_t& out, int number);
+  int attr_uint8(const xml_node* attribute, uint8_t& out, int number);
+  int attr_uint16(const xml_node* attribute, uint16_t& out, int number, const char* message);
+  int attr_uint32(const xml_node* attribute, uint32_t& out, int number, const char* message);
+  int attr_int32(const xml_node* attribute, int32_t& out, int number, const char* message);
+  static bool attr_bool(const xml_node* attribute, bool fallback);
   int attr_uint16(const xml_node* element, std::string_view name, uint16_t& out, int number,
                   const char* message);
   int attr_uint32(const xml_node* element, std::string_view name, uint32_t& out, int number,
@@ -127,6 +143,8 @@ class xmlloader {
   bool ignore_version_check_ = false;
   char decode_buf_[256] = {};  // the last decoded text
 
+  // Per file: the nodes of the node pass in document order, for the reference pass.
+  std::vector<uint32_t> loaded_;
   // Across files: the DataType nodes, for the completion after each file.
   std::vector<uint32_t> datatypes_;
 };
