@@ -151,6 +151,12 @@ TEST(XmlTree, KeptOddities) {
   EXPECT_EQ(r.rc, -1);
   EXPECT_TRUE(starts_with(r.err, "Error: using unknown namespace prefix 'y'\n")) << r.err;
 
+  // "</" with a '/' before its '>' makes an element; its prefix stands after the "</".
+  text = "<a xmlns:m='u'></m:b/></a>";
+  ASSERT_EQ(parse(doc, text).rc, 0);
+  EXPECT_EQ(str(doc.document_element()->first_child()->prefix()), "m");
+  EXPECT_EQ(str(doc.document_element()->first_child()->name()), "b");
+
   // A prefix bound again keeps its first URI; a known URI as default reuses its entry.
   text = "<a xmlns:p='u1'><b xmlns:p='u2' xmlns='u1'><p:c/></b></a>";
   ASSERT_EQ(parse(doc, text).rc, 0);

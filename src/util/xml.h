@@ -221,6 +221,8 @@ struct xml_node {
   static constexpr std::uint8_t k_type_mask = 0x07;
   static constexpr std::uint8_t k_ws_only = 0x08;
   static constexpr std::uint8_t k_long_name = 0x10;  // name and prefix kept aside
+  // Read as an end tag: "</" comes first (kept when a '/' before '>' makes it an element).
+  static constexpr std::uint8_t k_after_slash = 0x20;
 
   const detail::xml_chunk_header& header() const {
     return *reinterpret_cast<const detail::xml_chunk_header*>(
@@ -232,8 +234,7 @@ struct xml_node {
   void set_type(xml_node_type t) { bits_ = static_cast<std::uint8_t>((bits_ & ~k_type_mask) | t); }
   // Where the prefix (or the name, without one) begins: after "<" or "</", or at once.
   std::uint32_t name_part() const {
-    const xml_node_type t = type();
-    return start_ + (t == XML_NODE_ATTRIBUTE ? 0 : t == XML_NODE_END_TAG ? 2 : 1);
+    return start_ + (type() == XML_NODE_ATTRIBUTE ? 0 : (bits_ & k_after_slash) ? 2 : 1);
   }
   xml_string long_prefix() const;
   xml_string long_local_name() const;
@@ -252,7 +253,7 @@ struct xml_node {
   std::uint16_t name_len_;
   std::uint16_t name_delta_;  // from the start to the local name
   std::uint8_t prefix_len_;   // the prefix starts at name_part()
-  std::uint8_t bits_;         // type, whitespace-only, long name
+  std::uint8_t bits_;         // type and the flags below
   std::int8_t ns_;
   std::int8_t default_ns_;
 };

@@ -219,22 +219,29 @@ constexpr transition_table build_table() {
 constexpr transition_table k_table = build_table();
 
 constexpr std::uint8_t S_CONTENT = dense(0);
+constexpr std::uint8_t S_AFTER_LT = dense(3);
 constexpr std::uint8_t S_COMMENT = dense(11);
 constexpr std::uint8_t S_TAG_NAME = dense(17);
+constexpr std::uint8_t S_IN_TAG = dense(24);
+constexpr std::uint8_t S_ATTR_FIRST = dense(32);
 constexpr std::uint8_t S_ATTR_NAME = dense(35);
 constexpr std::uint8_t S_VALUE_DQ = dense(51);
+constexpr std::uint8_t S_AFTER_DQ = dense(53);
 constexpr std::uint8_t S_VALUE_SQ = dense(58);
+constexpr std::uint8_t S_AFTER_SQ = dense(60);
 constexpr std::uint8_t S_CDATA = dense(69);
 
 struct byte_classes {
   bool space[256];
   bool namechar[256];
+  bool name_start[256];  // what starts a tag or attribute name: a letter or '_'
 };
 constexpr byte_classes build_classes() {
   byte_classes b{};
   for (int c = 0; c < 256; ++c) {
     b.space[c] = is_space(c);
     b.namechar[c] = is_namechar(c);
+    b.name_start[c] = is_alpha(c) || c == '_';
   }
   return b;
 }
@@ -271,6 +278,12 @@ class xml_parser {
   int declare_namespaces(xml_node* element);
   int find_prefix(xml_string prefix) const;
   int skip_pi();
+  int fast_tag_start(std::uint32_t& pos, std::uint8_t& state);
+  int fast_attributes(std::uint32_t& pos, std::uint8_t& state);
+  std::uint32_t skip_names(std::uint32_t pos) const {
+    while (pos < lim_ && k_classes.namechar[buf_[pos]]) ++pos;
+    return pos;
+  }
   std::uint32_t skip_to(std::uint32_t pos, unsigned char delimiter);
   std::uint32_t skip_content(std::uint32_t pos);
   void count_lines(const unsigned char* p, const unsigned char* end);
@@ -519,6 +532,7 @@ int xml_parser::step(std::uint8_t act) {
       return 0;
     case A_END_TAG:
       cur_->set_type(XML_NODE_END_TAG);
+      cur_->bits_ |= xml_node::k_after_slash;
       return 0;
     case A_SKIP_PI:
       return skip_pi();
@@ -606,6 +620,73 @@ std::uint32_t xml_parser::skip_content(std::uint32_t pos) {
   return static_cast<std::uint32_t>(p - buf_);
 }
 
+// The fast paths below read markup in its usual form with exactly the actions the machine
+// would take for it, byte for byte; at anything else they stop, and the machine goes on in
+// the state they reached. Each returns 0, or the failure of an action (the machine's
+// position and mark are then where the machine would have them).
+
+// After '<': the first character of a start or end tag's name, and the rest of the name.
+int xml_parser::fast_tag_start(std::uint32_t& pos, std::uint8_t& state) {
+  std::uint32_t at = pos;
+  if (at < lim_ && buf_[at] == '/') {
+    if (at + 1 >= lim_ || !k_classes.name_start[buf_[at + 1]]) return 0;
+    cur_->set_type(XML_NODE_END_TAG);  // the end tag action
+    cur_->bits_ |= xml_node::k_after_slash;
+    ++at;
+  } else if (at >= lim_ || !k_classes.name_start[buf_[at]]) {
+    return 0;
+  }
+  mark_ = at;  // the first character of the name
+  pos = skip_names(at + 1);
+  state = S_TAG_NAME;
+  return 0;
+}
+
+// Inside a start tag: blanks and attributes written name="value" or name='value'.
+int xml_parser::fast_attributes(std::uint32_t& pos, std::uint8_t& state) {
+  const unsigned char* const b = buf_;
+  for (;;) {
+    while (pos < lim_ && k_classes.space[b[pos]]) {
+      if (b[pos] == '\n') {
+        ++line_;
+        line_start_ = col_base_ = pos + 1;
+      }
+      ++pos;
+    }
+    state = S_IN_TAG;
+    if (pos >= lim_ || !k_classes.name_start[b[pos]]) return 0;
+    // The new attribute at its first character.
+    pos_ = pos + 1;
+    int r = open(XML_NODE_ATTRIBUTE);
+    if (r != 0) return r;
+    mark_ = pos;
+    const std::uint32_t end = skip_names(pos + 1);
+    state = end == pos + 1 ? S_ATTR_FIRST : S_ATTR_NAME;
+    if (end + 1 >= lim_ || b[end] != '=' || (b[end + 1] != '"' && b[end + 1] != '\'')) {
+      pos = end;
+      return 0;
+    }
+    // '=' ends the name; the quote marks the value.
+    pos_ = end + 1;
+    set_name();
+    const unsigned char quote = b[end + 1];
+    mark_ = end + 2;
+    const std::uint32_t close = skip_to(end + 2, quote);
+    if (close >= lim_) {
+      pos = close;
+      state = quote == '"' ? S_VALUE_DQ : S_VALUE_SQ;
+      return 0;
+    }
+    // The closing quote ends the value.
+    cur_->value_off_ = mark_;
+    cur_->value_len_ = close - mark_;
+    pop();
+    pos = close + 1;
+    state = quote == '"' ? S_AFTER_DQ : S_AFTER_SQ;
+    if (pos >= lim_ || !k_classes.space[b[pos]]) return 0;
+  }
+}
+
 void xml_parser::report() const {
   // The current line up to a line end or NUL, at most 49 characters.
   std::uint32_t excerpt = 0;
@@ -683,10 +764,17 @@ int xml_parser::run() {
       lim = lim_;
     }
     state = e.next;
-    // Runs of bytes that keep the state and need no action.
+    // Runs of bytes that keep the state and need no action, and the fast paths.
+    int r = 0;
     switch (state) {
       case S_CONTENT:
         pos = skip_content(pos);
+        break;
+      case S_AFTER_LT:
+        r = fast_tag_start(pos, state);
+        break;
+      case S_IN_TAG:
+        r = fast_attributes(pos, state);
         break;
       case S_VALUE_DQ:
         pos = skip_to(pos, '"');
@@ -702,10 +790,14 @@ int xml_parser::run() {
         break;
       case S_TAG_NAME:
       case S_ATTR_NAME:
-        while (pos < lim && k_classes.namechar[buf[pos]]) ++pos;
+        pos = skip_names(pos);
         break;
       default:
         break;
+    }
+    if (r != 0) {
+      report();
+      return fail(r);
     }
   }
   pos_ = pos;
