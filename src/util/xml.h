@@ -102,6 +102,8 @@ class xml_node_pool {
   }
   // Bytes of the chunks in use and of the chunk table.
   std::size_t bytes() const;
+  // Bytes of all chunks, used or not.
+  std::size_t capacity() const { return chunks_.size() * XML_CHUNK_BYTES; }
 
  private:
   struct block_free {
@@ -128,6 +130,9 @@ class xml_mapping {
   bool map(int fd, std::size_t size);
   void reset();
   const char* data() const { return data_; }
+  // Gives the whole pages inside [from, to) back to the system; they are read again from
+  // the file when touched.
+  void release(std::size_t from, std::size_t to);
 
  private:
   const char* data_ = nullptr;
@@ -341,6 +346,7 @@ class xml_doc {
   friend struct xml_node;
   friend void xml_doc_clear(xml_doc& doc);
   friend void xml_doc_reset(xml_doc& doc);
+  friend void xml_doc_release_text(xml_doc& doc, std::size_t from, std::size_t to);
   friend int xml_doc_load_file(const char* path, xml_doc& doc);
   friend int xml_doc_parse_buffer(const char* buffer, std::size_t length, xml_doc& doc,
                                   const char* name);
@@ -416,8 +422,12 @@ int xml_doc_parse_buffer(const char* buffer, std::size_t length, xml_doc& doc,
 // Frees the tree and the text the document owns.
 void xml_doc_clear(xml_doc& doc);
 // Forgets the tree and the text (a mapped file is unmapped) but keeps the node memory and
-// the read buffer for the next document.
+// the read buffer for the next document, unless they are larger than a large model needs.
 void xml_doc_reset(xml_doc& doc);
+// Lets a mapped text give the memory of its pages inside [from, to) back to the system; they
+// are read from the file again when touched. Readers of a large document call this as they
+// go, so that it is never resident as a whole. Does nothing for text that is not mapped.
+void xml_doc_release_text(xml_doc& doc, std::size_t from, std::size_t to);
 // Enters a namespace declaration (std::nullopt: default namespace) and returns its index,
 // the index of the existing entry for the same prefix (or, for a default declaration, the
 // same URI), or -1 when the table is full.

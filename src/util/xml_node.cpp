@@ -1,5 +1,6 @@
 // Node storage, navigation, positions, unlinking and the document's namespace table.
 #include <sys/mman.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -21,6 +22,8 @@ char g_location[512];
 constexpr std::size_t k_huge_block = std::size_t{2} << 20;
 // The first block of a document; later ones grow with the tree.
 constexpr std::size_t k_first_block = detail::XML_CHUNK_BYTES;
+// Node memory and read buffers up to this size are kept for the next document.
+constexpr std::size_t k_kept_bytes = std::size_t{64} << 20;
 
 }  // namespace
 
@@ -112,6 +115,13 @@ void xml_mapping::reset() {
   if (data_) munmap(const_cast<char*>(data_), size_);
   data_ = nullptr;
   size_ = 0;
+}
+
+void xml_mapping::release(std::size_t from, std::size_t to) {
+  static const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  from = (from + page - 1) / page * page;
+  to = std::min(to, size_) / page * page;
+  if (data_ && from < to) madvise(const_cast<char*>(data_) + from, to - from, MADV_DONTNEED);
 }
 
 }  // namespace detail
@@ -224,9 +234,12 @@ void xml_doc_init(xml_doc& doc) {
 
 void xml_doc::reset(bool keep_memory) {
   root_ = nullptr;
-  pool_.reset(keep_memory);
+  // Memory for the next document is worth keeping up to what a large model needs; the tree
+  // of a giant one goes back to the system at once.
+  const bool keep_nodes = keep_memory && pool_.capacity() <= k_kept_bytes;
+  pool_.reset(keep_nodes);
   mapping_.reset();
-  if (!keep_memory) {
+  if (!keep_memory || owned_capacity_ > k_kept_bytes) {
     owned_.reset();
     owned_capacity_ = 0;
   }
@@ -249,6 +262,10 @@ void xml_doc_clear(xml_doc& doc) {
 
 void xml_doc_reset(xml_doc& doc) {
   doc.reset(true);
+}
+
+void xml_doc_release_text(xml_doc& doc, std::size_t from, std::size_t to) {
+  doc.mapping_.release(from, to);
 }
 
 int xml_doc_add_namespace(xml_doc& doc, std::optional<xml_string> prefix, xml_string uri) {

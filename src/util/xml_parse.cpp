@@ -252,6 +252,11 @@ constexpr byte_classes build_classes() {
 }
 constexpr byte_classes k_classes = build_classes();
 
+// A mapped text is given back in steps of this many bytes as the parser moves on.
+constexpr std::uint32_t k_release_step = 32u << 20;
+// The end of the input (a NUL byte) is looked for in windows of this many bytes.
+constexpr std::uint32_t k_window = 1u << 20;
+
 }  // namespace
 
 class xml_parser {
@@ -283,6 +288,21 @@ class xml_parser {
   int declare_namespaces(xml_node* element);
   int find_prefix(xml_string prefix) const;
   int skip_pi();
+  // Input ends at the first NUL byte. It is looked for a window at a time, so that a large
+  // text is not read through before the parse begins: the limit is the first NUL byte at or
+  // after `from` inside the window there, or the window's end.
+  void set_limit(std::uint32_t from) {
+    const std::uint32_t end = len_ - from > k_window ? from + k_window : len_;
+    const void* nul = std::memchr(buf_ + from, 0, end - from);
+    lim_ = nul ? static_cast<std::uint32_t>(static_cast<const unsigned char*>(nul) - buf_) : end;
+  }
+  // At the limit (or past it, over bytes that cannot be NUL): false at the end of the input,
+  // else the next window is taken.
+  bool extend(std::uint32_t pos) {
+    if (lim_ == len_ || buf_[lim_] == 0) return false;
+    set_limit(pos > lim_ ? pos : lim_);
+    return true;
+  }
   int fast_tag_start(std::uint32_t& pos, std::uint8_t& state);
   int fast_attributes(std::uint32_t& pos, std::uint8_t& state);
   std::uint32_t skip_names(std::uint32_t pos) const;
@@ -297,7 +317,7 @@ class xml_parser {
   xml_node_pool& pool_;
   const unsigned char* buf_;
   std::uint32_t len_;
-  std::uint32_t lim_ = 0;  // the first NUL byte at or after the position, or the length
+  std::uint32_t lim_ = 0;  // see set_limit
   // The position (index of the next byte) lives in a local of run() and is stored here
   // before every action and report.
   std::uint32_t pos_ = 0;
@@ -317,6 +337,8 @@ class xml_parser {
   // The last child of the current node before the node opened last: where a dropped tag,
   // comment or processing instruction is cut off again.
   std::uint32_t before_open_ = 0;
+  // The text before this offset has been given back (a mapped text only).
+  std::uint32_t released_ = 0;
 };
 
 void xml_parser::drop(xml_node* node) {
@@ -509,10 +531,7 @@ int xml_parser::skip_pi() {
   pos_ = closed ? i + 2 : len_;
   col_base_ += pos_ - from;
   doc_.skipped_.emplace_back(from, pos_);
-  if (pos_ > lim_) {
-    const void* nul = std::memchr(buf_ + pos_, 0, len_ - pos_);
-    lim_ = nul ? static_cast<std::uint32_t>(static_cast<const unsigned char*>(nul) - buf_) : len_;
-  }
+  if (pos_ > lim_) set_limit(pos_);
   xml_node* node = cur_;
   pop();
   drop(node);
@@ -773,73 +792,80 @@ int xml_parser::run() {
     return -1;
   }
   cur_ = root_;
-  // Input ends at the first NUL byte.
-  const void* nul = std::memchr(buf_, 0, len_);
-  lim_ = nul ? static_cast<std::uint32_t>(static_cast<const unsigned char*>(nul) - buf_) : len_;
+  set_limit(0);
 
   const unsigned char* const buf = buf_;
   std::uint32_t pos = 0;
   std::uint32_t lim = lim_;
   std::uint8_t state = S_CONTENT;
-  while (pos < lim) {
-    const unsigned char c = buf[pos++];
-    if (c == '\n') {
-      ++line_;
-      line_start_ = col_base_ = pos;
-    }
-    const entry e = k_table.e[state][c];
-    if (e.act != A_NONE) {
-      pos_ = pos;
-      if (e.act == A_ERROR) {
-        std::fprintf(stderr, "Error: no transition defined for processing '%c' in state '%i'\n", c,
-                     static_cast<int>(k_states[state]));
-        report();
-        return fail(-1);
+  for (;;) {
+    while (pos < lim) {
+      const unsigned char c = buf[pos++];
+      if (c == '\n') {
+        ++line_;
+        line_start_ = col_base_ = pos;
       }
-      const int r = step(e.act);
+      const entry e = k_table.e[state][c];
+      if (e.act != A_NONE) {
+        pos_ = pos;
+        if (e.act == A_ERROR) {
+          std::fprintf(stderr, "Error: no transition defined for processing '%c' in state '%i'\n",
+                       c, static_cast<int>(k_states[state]));
+          report();
+          return fail(-1);
+        }
+        const int r = step(e.act);
+        if (r != 0) {
+          report();
+          return fail(r);
+        }
+        pos = pos_;  // a processing instruction moves it, and the limit
+        lim = lim_;
+      }
+      state = e.next;
+      // Runs of bytes that keep the state and need no action, and the fast paths.
+      int r = 0;
+      switch (state) {
+        case S_CONTENT:
+          pos = skip_content(pos);
+          if (pos >= released_ + k_release_step) {
+            // The text read so far need not stay resident: the tree's slices read it again.
+            xml_doc_release_text(doc_, released_, pos);
+            released_ = pos;
+          }
+          break;
+        case S_AFTER_LT:
+          r = fast_tag_start(pos, state);
+          break;
+        case S_IN_TAG:
+          r = fast_attributes(pos, state);
+          break;
+        case S_VALUE_DQ:
+          pos = skip_to(pos, '"');
+          break;
+        case S_VALUE_SQ:
+          pos = skip_to(pos, '\'');
+          break;
+        case S_COMMENT:
+          pos = skip_to(pos, '-');
+          break;
+        case S_CDATA:
+          pos = skip_to(pos, ']');
+          break;
+        case S_TAG_NAME:
+        case S_ATTR_NAME:
+          pos = skip_names(pos);
+          break;
+        default:
+          break;
+      }
       if (r != 0) {
         report();
         return fail(r);
       }
-      pos = pos_;  // a processing instruction moves it, and the limit
-      lim = lim_;
     }
-    state = e.next;
-    // Runs of bytes that keep the state and need no action, and the fast paths.
-    int r = 0;
-    switch (state) {
-      case S_CONTENT:
-        pos = skip_content(pos);
-        break;
-      case S_AFTER_LT:
-        r = fast_tag_start(pos, state);
-        break;
-      case S_IN_TAG:
-        r = fast_attributes(pos, state);
-        break;
-      case S_VALUE_DQ:
-        pos = skip_to(pos, '"');
-        break;
-      case S_VALUE_SQ:
-        pos = skip_to(pos, '\'');
-        break;
-      case S_COMMENT:
-        pos = skip_to(pos, '-');
-        break;
-      case S_CDATA:
-        pos = skip_to(pos, ']');
-        break;
-      case S_TAG_NAME:
-      case S_ATTR_NAME:
-        pos = skip_names(pos);
-        break;
-      default:
-        break;
-    }
-    if (r != 0) {
-      report();
-      return fail(r);
-    }
+    if (!extend(pos)) break;
+    lim = lim_;
   }
   pos_ = pos;
 

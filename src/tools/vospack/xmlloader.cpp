@@ -59,8 +59,17 @@ const child_row* find_child_row(std::string_view name) {
 // `handle` with its row, any other is reported and skipped. Stops at the first child that
 // `handle` fails; returns 0 or UA_EBAD.
 template <class Handler>
-int for_each_child(const xml_node& root, const char* fn, Handler&& handle) {
+int for_each_child(xml_doc& doc, const xml_node& root, const char* fn, Handler&& handle) {
+  // The text behind is given back as the pass moves on (for a large mapped file).
+  constexpr std::size_t k_step = std::size_t{32} << 20;
+  const char* const text = doc.text().data();
+  std::size_t released = 0;
   for (const xml_node& child : root.children()) {
+    const auto at = static_cast<std::size_t>(child.name().data() - text);
+    if (at >= released + k_step) {
+      xml_doc_release_text(doc, released, at);
+      released = at;
+    }
     const child_row* row = find_child_row(child.name());
     if (row == nullptr) {
       diag_debug_at(VOS_HERE, fn, &child, "Ignoring tag %.*s\n",
@@ -207,7 +216,14 @@ int xmlloader::load_nodeset(const char* path, Md5* digest) {
   diag_debug_at(VOS_HERE, "xmlloader_load_nodeset", nullptr, "Parsing XML file '%s'\n", path);
   int ret = xml_doc_load_file(path, doc_);
   if (ret == 0) ret = load_document(doc_);
-  if (ret == 0 && digest != nullptr) digest->update(doc_.text());
+  if (ret == 0 && digest != nullptr) {
+    const std::string_view text = doc_.text();
+    constexpr std::size_t k_step = std::size_t{32} << 20;
+    for (std::size_t at = 0; at < text.size(); at += k_step) {
+      digest->update(text.substr(at, k_step));
+      xml_doc_release_text(doc_, at, at + k_step);
+    }
+  }
   // The tree's memory stays for the next file; the text goes.
   xml_doc_reset(doc_);
   return ret;
@@ -246,7 +262,7 @@ int xmlloader::load_document(xml_doc& doc) {
     result = UA_EBAD;
   } else {
     diag_debug_at(VOS_HERE, fn, nullptr, "3rd pass: loading nodes\n");
-    result = for_each_child(*root, fn, [this](const xml_node& child, const child_row& row) {
+    result = for_each_child(doc, *root, fn, [this](const xml_node& child, const child_row& row) {
       if (row.kind == child_kind::aliases) return load_aliases(&child);
       if (row.kind == child_kind::node) return load_node(&child, row.nodeclass);
       return 0;
@@ -256,7 +272,7 @@ int xmlloader::load_document(xml_doc& doc) {
     diag_debug_at(VOS_HERE, fn, nullptr, "4th pass: loading references\n");
     // The node pass made the nodes of these elements in this order.
     std::size_t next = 0;
-    result = for_each_child(*root, fn, [&](const xml_node& child, const child_row& row) {
+    result = for_each_child(doc, *root, fn, [&](const xml_node& child, const child_row& row) {
       if (row.kind != child_kind::node) return 0;
       return load_node_refs(&child, *graph_.node_at(loaded_[next++]));
     });
