@@ -633,6 +633,30 @@ std::uint32_t xml_parser::skip_names(std::uint32_t pos) const {
 }
 
 std::uint32_t xml_parser::skip_to(std::uint32_t pos, unsigned char delimiter) {
+#if defined(__SSE2__)
+  // Sixteen bytes at a time, looking for the delimiter and for line feeds at once.
+  const __m128i want = _mm_set1_epi8(static_cast<char>(delimiter));
+  const __m128i lf = _mm_set1_epi8('\n');
+  while (pos < lim_ && pos + 16 <= len_) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(buf_ + pos));
+    auto found = static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, want)));
+    auto feeds = static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, lf)));
+    const std::uint32_t left = lim_ - pos;
+    if (left < 16) {
+      // Bytes from the end of the input on do not count.
+      found &= (1u << left) - 1;
+      feeds &= (1u << left) - 1;
+    }
+    if (found) feeds &= (found & (0u - found)) - 1;  // the feeds before the delimiter
+    if (feeds) {
+      line_ += static_cast<std::uint32_t>(std::popcount(feeds));
+      line_start_ = col_base_ = pos + static_cast<std::uint32_t>(std::bit_width(feeds));
+    }
+    if (found) return pos + static_cast<std::uint32_t>(std::countr_zero(found));
+    if (left <= 16) return lim_;
+    pos += 16;
+  }
+#endif
   const unsigned char* p = buf_ + pos;
   const unsigned char* end = buf_ + lim_;
   const void* q = std::memchr(p, delimiter, static_cast<std::size_t>(end - p));
@@ -670,11 +694,7 @@ std::uint32_t xml_parser::skip_content(std::uint32_t pos) {
     } else if (!k_classes.space[c]) {
       cur_->bits_ &= static_cast<std::uint8_t>(~xml_node::k_ws_only);
       // Text: find its end at once.
-      const void* q = std::memchr(p, '<', static_cast<std::size_t>(end - p));
-      const unsigned char* stop = q ? static_cast<const unsigned char*>(q) : end;
-      count_lines(p, stop);
-      p = stop;
-      break;
+      return skip_to(static_cast<std::uint32_t>(p - buf_), '<');
     }
   }
   return static_cast<std::uint32_t>(p - buf_);

@@ -10,7 +10,6 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "build_info.h"
@@ -20,6 +19,7 @@
 #include "uabase/text_datetime.h"
 #include "uabase/text_nodeid.h"
 #include "util/errors.h"
+#include "util/string_index.h"
 
 namespace vos {
 
@@ -33,35 +33,34 @@ class string_set {
  public:
   string_set() {
     list_.reserve(1000);
-    map_.reserve(1000);
     add("");
   }
 
   void add(std::string_view s) {
-    if (map_.try_emplace(s, static_cast<uint32_t>(list_.size())).second) list_.push_back(s);
+    if (index_.insert(s, static_cast<uint32_t>(list_.size())) == list_.size()) list_.push_back(s);
   }
   // Adds a string made here (kept alive by the set).
   void add_owned(std::string s) {
-    if (map_.find(s) != map_.end()) return;
+    if (index_.find(s) != string_index::k_none) return;
     owned_.push_back(std::move(s));
     add(owned_.back());
   }
   // The index, or -1 after reporting a string that was never added.
   int64_t index(std::string_view s) const {
-    const auto it = map_.find(s);
-    if (it == map_.end()) {
+    const uint32_t i = index_.find(s);
+    if (i == string_index::k_none) {
       ua_file_report("error: string '%.*s' missing in stringtable\n", static_cast<int>(s.size()),
                      s.data());
       return -1;
     }
-    return it->second;
+    return i;
   }
   const std::vector<std::string_view>& entries() const noexcept { return list_; }
 
  private:
   std::deque<std::string> owned_;
   std::vector<std::string_view> list_;
-  std::unordered_map<std::string_view, uint32_t> map_;
+  string_index index_;
 };
 
 // The graph's definition kinds to the file's kind byte.

@@ -199,8 +199,8 @@ void xmlloader::set_default_locale(std::string_view locale) {
 }
 
 int xmlloader::alias_find(std::string_view name) const {
-  const auto it = alias_index_.find(name);
-  return it == alias_index_.end() ? -1 : static_cast<int>(it->second);
+  const uint32_t index = alias_index_.find(name);
+  return index == string_index::k_none ? -1 : static_cast<int>(index);
 }
 
 void xmlloader::reset_file_state() {
@@ -465,7 +465,7 @@ int xmlloader::load_aliases(const xml_node* aliases) {
     const int ret = parse_nodeid(&alias, id);
     if (ret < 0) return ret;
     if (key == "Placeholder") placeholder_alias_ = static_cast<int>(aliases_.size());
-    alias_index_.try_emplace(key, static_cast<uint32_t>(aliases_.size()));
+    alias_index_.insert(key, static_cast<uint32_t>(aliases_.size()));
     aliases_.emplace_back(key, std::move(id));
     if (aliases_.size() >= XMLLOADER_MAX_ALIASES) {
       diag_error_at(4002, VOS_HERE, "load_aliases", &alias,

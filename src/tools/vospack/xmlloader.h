@@ -16,7 +16,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "tools/vospack/nstable.h"
@@ -24,6 +23,7 @@
 #include "tools/vospack/xmlvalueparser.h"
 #include "uabase/types.h"
 #include "util/md5.h"
+#include "util/string_index.h"
 #include "util/xml.h"
 
 namespace vos {
@@ -137,7 +137,7 @@ class xmlloader {
   // Per file.
   xmlloader_model model_;
   std::vector<std::pair<std::string_view, ua_nodeid>> aliases_;
-  std::unordered_map<std::string_view, uint32_t> alias_index_;
+  string_index alias_index_;
   int placeholder_alias_ = -1;
   std::vector<uint32_t> xml_to_run_;  // file namespace index -> run index (UINT32_MAX: none)
   bool ignore_version_check_ = false;
