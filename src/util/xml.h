@@ -31,6 +31,9 @@ namespace vos {
 
 inline constexpr int XML_MAX_NAMESPACES = 20;
 inline constexpr int XML_MAX_NESTING = 20;
+// Readers of a mapped text give it back in steps of this many bytes as they move on (see
+// xml_doc_release_text).
+inline constexpr std::size_t XML_RELEASE_STEP = std::size_t{256} << 10;
 
 // A slice of the document text: not NUL-terminated; empty when its length is 0.
 using xml_string = std::string_view;

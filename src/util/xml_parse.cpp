@@ -252,8 +252,6 @@ constexpr byte_classes build_classes() {
 }
 constexpr byte_classes k_classes = build_classes();
 
-// A mapped text is given back in steps of this many bytes as the parser moves on.
-constexpr std::uint32_t k_release_step = 32u << 20;
 // The end of the input (a NUL byte) is looked for in windows of this many bytes.
 constexpr std::uint32_t k_window = 1u << 20;
 
@@ -848,7 +846,7 @@ int xml_parser::run() {
       switch (state) {
         case S_CONTENT:
           pos = skip_content(pos);
-          if (pos >= released_ + k_release_step) {
+          if (pos >= released_ + XML_RELEASE_STEP) {
             // The text read so far need not stay resident: the tree's slices read it again.
             xml_doc_release_text(doc_, released_, pos);
             released_ = pos;

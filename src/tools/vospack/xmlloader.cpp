@@ -61,12 +61,11 @@ const child_row* find_child_row(std::string_view name) {
 template <class Handler>
 int for_each_child(xml_doc& doc, const xml_node& root, const char* fn, Handler&& handle) {
   // The text behind is given back as the pass moves on (for a large mapped file).
-  constexpr std::size_t k_step = std::size_t{32} << 20;
   const char* const text = doc.text().data();
   std::size_t released = 0;
   for (const xml_node& child : root.children()) {
     const auto at = static_cast<std::size_t>(child.name().data() - text);
-    if (at >= released + k_step) {
+    if (at >= released + XML_RELEASE_STEP) {
       xml_doc_release_text(doc, released, at);
       released = at;
     }
@@ -218,10 +217,9 @@ int xmlloader::load_nodeset(const char* path, Md5* digest) {
   if (ret == 0) ret = load_document(doc_);
   if (ret == 0 && digest != nullptr) {
     const std::string_view text = doc_.text();
-    constexpr std::size_t k_step = std::size_t{32} << 20;
-    for (std::size_t at = 0; at < text.size(); at += k_step) {
-      digest->update(text.substr(at, k_step));
-      xml_doc_release_text(doc_, at, at + k_step);
+    for (std::size_t at = 0; at < text.size(); at += XML_RELEASE_STEP) {
+      digest->update(text.substr(at, XML_RELEASE_STEP));
+      xml_doc_release_text(doc_, at, at + XML_RELEASE_STEP);
     }
   }
   // The tree's memory stays for the next file; the text goes.
