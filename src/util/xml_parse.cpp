@@ -252,6 +252,27 @@ constexpr byte_classes build_classes() {
 }
 constexpr byte_classes k_classes = build_classes();
 
+// Equal texts; short ones (tag names) compared without a call.
+bool same_text(std::string_view a, std::string_view b) {
+  if (a.size() != b.size()) return false;
+  const std::size_t n = a.size();
+  if (n >= 8 && n <= 16) {
+    // The first and the last eight bytes, which overlap for fewer than sixteen.
+    std::uint64_t x[2], y[2];
+    std::memcpy(&x[0], a.data(), 8);
+    std::memcpy(&x[1], a.data() + n - 8, 8);
+    std::memcpy(&y[0], b.data(), 8);
+    std::memcpy(&y[1], b.data() + n - 8, 8);
+    return ((x[0] ^ y[0]) | (x[1] ^ y[1])) == 0;
+  }
+  if (n < 8) {
+    for (std::size_t i = 0; i < n; ++i)
+      if (a[i] != b[i]) return false;
+    return true;
+  }
+  return std::memcmp(a.data(), b.data(), n) == 0;
+}
+
 // The end of the input (a NUL byte) is looked for in windows of this many bytes.
 constexpr std::uint32_t k_window = 1u << 20;
 
@@ -424,6 +445,20 @@ int xml_parser::find_prefix(xml_string prefix) const {
 }
 
 int xml_parser::declare_namespaces(xml_node* element) {
+  // Mostly no attribute has a prefix or declares the default namespace: each gets the
+  // element's namespace at once. At the first that does, the general way below starts over.
+  // (The tag's nodes are all attributes: its children come later.)
+  bool plain = true;
+  for (std::uint32_t i = element->first_; i != 0;) {
+    xml_node* a = pool_.at(i);
+    if (a->prefix_len_ != 0 || (a->bits_ & xml_node::k_long_name) || a->name() == "xmlns") {
+      plain = false;
+      break;
+    }
+    a->ns_ = element->default_ns_;
+    i = a->next_;
+  }
+  if (plain) return 0;
   for (const xml_node* a = element->first_attribute(); a; a = a->next_attribute()) {
     auto* attr = const_cast<xml_node*>(a);
     if (attr->prefix().empty()) {
@@ -489,7 +524,7 @@ int xml_parser::close_tag() {
       xml_node* open_element = cur_;
       const xml_string got = node->name();
       const xml_string expected = open_element->name();
-      if (got != expected) {
+      if (!same_text(got, expected)) {
         // The end tag's name is printed as the expected one: kept so for compatibility.
         std::fputs("Error:opening and closing tag names do not match.\n", stderr);
         std::fprintf(stderr, "Expected </%.*s>, but got </%.*s>\n", static_cast<int>(got.size()),
