@@ -8,6 +8,7 @@
 #include "util/base64.h"
 #include "util/errors.h"
 #include "util/md5.h"
+#include "util/string_index.h"
 
 namespace vos {
 namespace {
@@ -126,6 +127,25 @@ TEST(Base64, CallerBufferIsNeverOverrun) {
   EXPECT_EQ(buffer[4], 0);
   EXPECT_EQ(base64_decode("Zm8=", std::span(buffer, 1), written), UA_EBADBUFTOOSMALL);
   EXPECT_EQ(base64_decode("Zg==", std::span<std::uint8_t>(), written), UA_EBADBUFTOOSMALL);
+}
+
+TEST(StringIndex, FirstValueStaysAndTheTableGrows) {
+  string_index index;
+  EXPECT_EQ(index.find(""), string_index::k_none);
+  EXPECT_EQ(index.insert("", 7), 7u);
+  EXPECT_EQ(index.insert("", 8), 7u);  // entered already: its value stays
+  // Enough keys to grow the table several times; every one is found again.
+  std::vector<std::string> keys;
+  for (int i = 0; i < 5000; ++i) keys.push_back("key" + std::to_string(i * 7919));
+  for (std::size_t i = 0; i < keys.size(); ++i)
+    EXPECT_EQ(index.insert(keys[i], static_cast<uint32_t>(i)), i);
+  EXPECT_EQ(index.size(), keys.size() + 1);
+  for (std::size_t i = 0; i < keys.size(); ++i) EXPECT_EQ(index.find(keys[i]), i) << keys[i];
+  EXPECT_EQ(index.find("key1"), string_index::k_none);
+  EXPECT_EQ(index.find(""), 7u);
+  index.clear();
+  EXPECT_EQ(index.size(), 0u);
+  EXPECT_EQ(index.find(keys[0]), string_index::k_none);
 }
 
 }  // namespace
