@@ -119,9 +119,7 @@ bool is_ns0_numeric(const ua_nodeid& id, uint32_t value) noexcept {
 class record_arena {
  public:
   void* allocate(std::size_t size) {
-#if VOS_RECORDS_ON_HEAP
-    return ::operator new(size);
-#else
+    if constexpr (k_on_heap) return ::operator new(size);
     size = round(size);
     if (void*& head = free_[size / k_align]; head != nullptr) {
       void* p = head;
@@ -133,7 +131,8 @@ class record_arena {
       // (a refusal only costs page faults).
       const bool huge = !blocks_.empty();
       const std::size_t bytes = huge ? k_block : k_first_block;
-      auto* block = static_cast<std::byte*>(std::aligned_alloc(k_block, bytes));
+      auto* block = static_cast<std::byte*>(huge ? std::aligned_alloc(k_block, k_block)
+                                                 : std::malloc(k_first_block));
       if (block == nullptr) return ::operator new(size);  // the heap's out-of-memory path
       if (huge) madvise(block, bytes, MADV_HUGEPAGE);
       blocks_.emplace_back(block);
@@ -144,20 +143,19 @@ class record_arena {
     next_ += size;
     left_ -= size;
     return p;
-#endif
   }
   void deallocate(void* p, std::size_t size) noexcept {
-#if VOS_RECORDS_ON_HEAP
-    (void)size;
-    ::operator delete(p);
-#else
-    void*& head = free_[round(size) / k_align];
-    *static_cast<void**>(p) = head;
-    head = p;
-#endif
+    if constexpr (k_on_heap) {
+      ::operator delete(p);
+    } else {
+      void*& head = free_[round(size) / k_align];
+      *static_cast<void**>(p) = head;
+      head = p;
+    }
   }
 
  private:
+  static constexpr bool k_on_heap = VOS_RECORDS_ON_HEAP != 0;
   static constexpr std::size_t k_first_block = std::size_t{1} << 20;
   static constexpr std::size_t k_block = std::size_t{2} << 20;
   static constexpr std::size_t k_align = alignof(std::max_align_t);
