@@ -7,7 +7,12 @@ models: Organizes between folders, HasComponent and HasProperty below machines,
 HasTypeDefinition on every instance, numeric and string NodeIds, DisplayName texts on
 every node and Description texts on some, scalar values of several types and some arrays.
 
-Usage: gen_synthetic_model.py [-n NODES] [-o FILE]   (defaults: 1000000 nodes, stdout)
+Usage: gen_synthetic_model.py [-n NODES] [-o FILE] [-p PARTS]   (defaults: 1000000 nodes, stdout)
+
+With -p the model is written as PARTS files of about equal size, FILE with ".1", ".2", ...
+before its extension, to be loaded in that order: a file must stay below 4 GiB, which
+10,000,000 nodes in one file would not. Every part declares the same model; a part refers
+only to nodes of itself, of earlier parts and of namespace 0.
 """
 
 import argparse
@@ -64,10 +69,14 @@ LINES_PER_AREA = 10
 
 
 class Writer:
-    def __init__(self, out):
+    def __init__(self, out, total, parts=1, open_part=None):
         self.out = out
         self.parts = []
         self.count = 0
+        self.total = total
+        self.part = 1
+        self.part_count = parts
+        self.open_part = open_part
 
     def w(self, text):
         self.parts.append(text)
@@ -77,6 +86,17 @@ class Writer:
     def flush(self):
         self.out.write("".join(self.parts))
         self.parts = []
+
+    def next_part_due(self):
+        return self.part < self.part_count and self.count >= self.part * self.total // self.part_count
+
+    def start_next_part(self):
+        """Ends the current file and starts the next with the same header."""
+        self.w("</UANodeSet>\n")
+        self.flush()
+        self.part += 1
+        self.out = self.open_part(self.part, self.out)
+        header(self)
 
 
 def header(w):
@@ -151,6 +171,8 @@ def generate(w, total):
                  [("Organizes", area, False), ("HasTypeDefinition", FOLDER_TYPE, True)])
             if w.count + NODES_PER_MACHINE > total:
                 break
+        if w.next_part_due():
+            w.start_next_part()
         m = "ns=1;s=Machine%d" % machine
         mtype = ("ns=1;i=2", "ns=1;i=3", "ns=1;i=1")[machine % 3]
         node(w, "UAObject", m, "Machine%d" % machine,
@@ -187,16 +209,33 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("-n", "--nodes", type=int, default=1000000, help="number of nodes (default 1000000)")
     parser.add_argument("-o", "--output", help="output file (default: standard output)")
+    parser.add_argument("-p", "--parts", type=int, default=1, help="number of files (default 1)")
     args = parser.parse_args()
     if args.nodes < 6:
         parser.error("at least 6 nodes")
-    out = open(args.output, "w", encoding="utf-8") if args.output else sys.stdout
+    if args.parts < 1 or (args.parts > 1 and not args.output):
+        parser.error("-p needs -o and a count of at least 1")
+
+    def part_name(k):
+        stem, dot, ext = args.output.rpartition(".")
+        return "%s.%d.%s" % (stem, k, ext) if dot else "%s.%d" % (args.output, k)
+
+    def open_part(k, previous):
+        previous.close()
+        print("writing %s" % part_name(k), file=sys.stderr)
+        return open(part_name(k), "w", encoding="utf-8")
+
+    if args.parts > 1:
+        print("writing %s" % part_name(1), file=sys.stderr)
+        out = open(part_name(1), "w", encoding="utf-8")
+    else:
+        out = open(args.output, "w", encoding="utf-8") if args.output else sys.stdout
+    w = Writer(out, args.nodes, args.parts, open_part)
     try:
-        w = Writer(out)
         generate(w, args.nodes)
     finally:
         if args.output:
-            out.close()
+            w.out.close()
     print("%d nodes" % w.count, file=sys.stderr)
 
 

@@ -11,6 +11,7 @@
 #include "util/errors.h"
 #include "util/json.h"
 #include "util/md5.h"
+#include "util/string_index.h"
 
 namespace vos {
 namespace {
@@ -107,8 +108,10 @@ TEST(Base64, WhiteSpaceIsSkippedAnywhere) {
 
 TEST(Base64, InvalidTextIsRejected) {
   // Incomplete groups, misplaced or miscounted padding, characters outside the alphabet.
-  for (const char* text : {"Zm9", "Zm9vY", "Z===", "====", "Zg=", "Zg===", "Zm8==", "Zg==Zg==",
-                           "Zg=a", "Zm9v*mFy", "Zm-_", "Zm9v\xc3\xa4"}) {
+  for (const char* text :
+       {"Zm9", "Zm9vY", "Z===", "====", "Zg=", "Zg===", "Zm8==", "Zg==Zg==", "Zg=a", "Zm9v*mFy",
+        "Zm-_", "Zm9v\xc3\xa4", "Zm9vYmFyZm9vYmFyZm9vYmFyZm9v*mFyZm9vYmFy",
+        "Zm9vYmFyZm9vYmFyZm9vYmFyZm9vYmFyZm9vYmF"}) {
     std::size_t length = 42;
     EXPECT_EQ(base64_decoded_length(text, length), UA_EBADDECODING) << text;
     EXPECT_EQ(length, 42u) << text;
@@ -151,6 +154,25 @@ TEST(Json, StringEscapesAndInvalidUtf8) {
   EXPECT_EQ(quoted("\xf4\x90\x80\x80"), "\"\\uDCF4\\uDC90\\uDC80\\uDC80\"");  // > U+10FFFF
   EXPECT_EQ(quoted("\xe2\x82"), "\"\\uDCE2\\uDC82\"");                        // cut at the end
   EXPECT_EQ(quoted("\xe2\x82\xc3\xa9"), "\"\\uDCE2\\uDC82\xc3\xa9\"");        // cut, then valid
+}
+
+TEST(StringIndex, FirstValueStaysAndTheTableGrows) {
+  string_index index;
+  EXPECT_EQ(index.find(""), string_index::k_none);
+  EXPECT_EQ(index.insert("", 7), 7u);
+  EXPECT_EQ(index.insert("", 8), 7u);  // entered already: its value stays
+  // Enough keys to grow the table several times; every one is found again.
+  std::vector<std::string> keys;
+  for (int i = 0; i < 5000; ++i) keys.push_back("key" + std::to_string(i * 7919));
+  for (std::size_t i = 0; i < keys.size(); ++i)
+    EXPECT_EQ(index.insert(keys[i], static_cast<uint32_t>(i)), i);
+  EXPECT_EQ(index.size(), keys.size() + 1);
+  for (std::size_t i = 0; i < keys.size(); ++i) EXPECT_EQ(index.find(keys[i]), i) << keys[i];
+  EXPECT_EQ(index.find("key1"), string_index::k_none);
+  EXPECT_EQ(index.find(""), 7u);
+  index.clear();
+  EXPECT_EQ(index.size(), 0u);
+  EXPECT_EQ(index.find(keys[0]), string_index::k_none);
 }
 
 }  // namespace

@@ -152,6 +152,12 @@ TEST(XmlTree, KeptOddities) {
   EXPECT_EQ(r.rc, -1);
   EXPECT_TRUE(starts_with(r.err, "Error: using unknown namespace prefix 'y'\n")) << r.err;
 
+  // "</" with a '/' before its '>' makes an element; its prefix stands after the "</".
+  text = "<a xmlns:m='u'></m:b/></a>";
+  ASSERT_EQ(parse(doc, text).rc, 0);
+  EXPECT_EQ(str(doc.document_element()->first_child()->prefix()), "m");
+  EXPECT_EQ(str(doc.document_element()->first_child()->name()), "b");
+
   // A prefix bound again keeps its first URI; a known URI as default reuses its entry.
   text = "<a xmlns:p='u1'><b xmlns:p='u2' xmlns='u1'><p:c/></b></a>";
   ASSERT_EQ(parse(doc, text).rc, 0);
@@ -301,6 +307,48 @@ TEST(XmlErrors, LongLine) {
             std::string::npos);
 }
 
+TEST(XmlTree, LongNamesAndPositions) {
+  // Names and prefixes of any length; a long one does not disturb its neighbours.
+  const std::string name(70000, 'n');
+  const std::string prefix(300, 'p');
+  std::string text = "<" + prefix + ":" + name + " xmlns:" + prefix + "='u' " + prefix + ":" +
+                     name + "='v' short='w'><" + prefix + ":" + name + "/><x:y:z xmlns:x='u2'/></" +
+                     prefix + ":" + name + ">";
+  xml_doc doc;
+  outcome r = parse(doc, text);
+  ASSERT_EQ(r.rc, 0) << r.err.substr(0, 200);
+  const xml_node* top = doc.document_element();
+  EXPECT_EQ(str(top->prefix()), prefix);
+  EXPECT_EQ(str(top->name()), name);
+  EXPECT_EQ(str(top->namespace_uri()), "u");
+  EXPECT_EQ(str(top->find_attribute(name)->value()), "v");
+  EXPECT_EQ(str(top->find_attribute(name)->prefix()), prefix);
+  EXPECT_EQ(str(top->find_attribute("short")->value()), "w");
+  EXPECT_EQ(str(top->first_child()->name()), name);
+  const xml_node* z = top->first_child()->next_sibling();
+  EXPECT_EQ(str(z->prefix()), "x");
+  EXPECT_EQ(str(z->name()), "z");
+
+  // Line feeds inside a processing instruction count neither as lines nor as columns; an
+  // attribute on a later line of its tag has its own line and column.
+  text = "<?pi a\nb?>\n <r\n  a='1' b='2'><?x\n?><c/></r>";
+  r = parse(doc, text);
+  ASSERT_EQ(r.rc, 0) << r.err;
+  const xml_node* root = doc.document_element();
+  EXPECT_EQ(root->line(), 2u);
+  EXPECT_EQ(root->column(), 2u);
+  const xml_node* b = root->find_attribute("b");
+  EXPECT_EQ(b->line(), 3u);
+  EXPECT_EQ(b->column(), 9u);
+  EXPECT_EQ(std::string(b->line_start(), 5), "  a='");
+  const xml_node* c = root->first_child();
+  EXPECT_EQ(c->line(), 3u);
+  EXPECT_EQ(c->column(), 17u);  // "<?" counts, the rest of the instruction does not
+  EXPECT_EQ(std::string(c->line_start(), 3), "  a");
+  EXPECT_EQ(doc.root()->line(), 0u);
+  EXPECT_EQ(doc.root()->column(), 0u);
+}
+
 TEST(XmlDoc, LoadFile) {
   test::TempDir dir;
   const std::string path = (dir / "model.xml").string();
@@ -337,6 +385,50 @@ TEST(XmlDoc, LoadFile) {
   capture2.finish();
   EXPECT_EQ(doc.root(), nullptr);
   EXPECT_EQ(doc.text().size(), 0u);
+}
+
+TEST(XmlDoc, GivenBackTextIsReadAgain) {
+  // A mapped file whose pages were given back reads the same: the tree's slices stay valid.
+  test::TempDir dir;
+  const std::string path = (dir / "big.xml").string();
+  std::string text = "<a>\n";
+  for (int i = 0; i < 20000; ++i) text += "  <b n=\"" + std::to_string(i) + "\">text</b>\n";
+  text += "</a>\n";
+  test::write_file(path, text);
+  xml_doc doc;
+  ASSERT_EQ(xml_doc_load_file(path.c_str(), doc), 0);
+  xml_doc_release_text(doc, 0, doc.text().size());
+  const xml_node* last = nullptr;
+  int count = 0;
+  for (const xml_node& b : doc.document_element()->children()) {
+    last = &b;
+    ++count;
+  }
+  ASSERT_EQ(count, 20000);
+  EXPECT_EQ(str(last->find_attribute("n")->value()), "19999");
+  EXPECT_EQ(str(last->value()), "text");
+  EXPECT_EQ(last->line(), 20001u);
+  EXPECT_EQ(last->column(), 3u);
+  // Loading again into the document reuses it.
+  xml_doc_reset(doc);
+  EXPECT_EQ(doc.root(), nullptr);
+  ASSERT_EQ(xml_doc_load_file(path.c_str(), doc), 0);
+  EXPECT_EQ(doc.document_element()->count_children(), 20000u);
+}
+
+TEST(XmlDoc, InputEndsAtTheFirstNulAnywhere) {
+  // The end of the input is looked for a piece at a time; far into a large text it is found
+  // all the same, and a processing instruction still reads past one.
+  std::string text = "<a>" + std::string(3 << 20, 'x') + "<b/></a>";
+  text += std::string("\0<broken", 9);
+  xml_doc doc;
+  EXPECT_EQ(parse(doc, text).rc, 0);
+  EXPECT_EQ(doc.document_element()->count_children(), 1u);
+  text = "<a>" + std::string(3 << 20, 'x') + "<b/>" + std::string("\0", 1) + "</a>";
+  EXPECT_EQ(parse(doc, text).rc, -1);  // the end tag is past the end
+  text = "<?pi " + std::string(2 << 20, ' ') + std::string("\0", 1) + " ?><a/>";
+  EXPECT_EQ(parse(doc, text).rc, 0);
+  EXPECT_EQ(str(doc.document_element()->name()), "a");
 }
 
 TEST(XmlDoc, RemoveFreeAndReuse) {

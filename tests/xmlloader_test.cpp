@@ -286,6 +286,19 @@ TEST_F(Loader, NodeAttributes) {
   EXPECT_EQ(find(2, 2)->as<UAVariable>()->ArrayInfo.ArrayDimensions().size(), 0u);
   EXPECT_TRUE(find(2, 3)->as<UAMethod>()->Executable);
 
+  // An attribute written twice counts with its first value, a child element likewise.
+  const std::string twice =
+      R"(<UAObject NodeId="ns=1;i=4" BrowseName="1:First" BrowseName="1:Second" EventNotifier="1" EventNotifier="x">
+    <DisplayName>D</DisplayName><Extensions><RTAddress>a</RTAddress></Extensions><Extensions><RTAddress>b</RTAddress></Extensions>
+  </UAObject>
+)";
+  ASSERT_EQ(load(model_doc("urn:twice", "", "", twice)), 0) << err_;
+  const uagraph_node* o = find(3, 4);
+  ASSERT_NE(o, nullptr);
+  EXPECT_EQ(o->BrowseName.name.view(), "First");
+  EXPECT_EQ(o->as<UAObject>()->EventNotifier, 1);
+  EXPECT_EQ(o->extra().RTAddress.view(), "a");
+
   struct bad_case {
     std::string attrs;
     std::string needle;

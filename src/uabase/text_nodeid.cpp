@@ -1,5 +1,6 @@
 #include "uabase/text_nodeid.h"
 
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <vector>
@@ -131,15 +132,25 @@ int ua_nodeid_from_string(ua_nodeid& nodeid, std::string_view text) {
 
 std::string ua_nodeid_to_text(const ua_nodeid& nodeid) {
   std::string out;
+  ua_nodeid_append_text(out, nodeid);
+  return out;
+}
+
+void ua_nodeid_append_text(std::string& out, const ua_nodeid& nodeid) {
+  char digits[16];
+  const auto number = [&](uint32_t v) {
+    const auto r = std::to_chars(digits, digits + sizeof digits, v);
+    out.append(digits, r.ptr);
+  };
   if (nodeid.ns() != 0) {
     out += "ns=";
-    out += std::to_string(nodeid.ns());
+    number(nodeid.ns());
     out += ';';
   }
   switch (nodeid.type()) {
     case ua_nodeid_type::numeric:
       out += "i=";
-      out += std::to_string(nodeid.numeric_id());
+      number(nodeid.numeric_id());
       break;
     case ua_nodeid_type::string:
       out += "s=";
@@ -156,7 +167,6 @@ std::string ua_nodeid_to_text(const ua_nodeid& nodeid) {
       break;
     }
   }
-  return out;
 }
 
 int ua_nodeid_to_string(const ua_nodeid& nodeid, char* buf, std::size_t size) {

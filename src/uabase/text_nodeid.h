@@ -38,6 +38,8 @@ int ua_nodeid_from_string(ua_nodeid& nodeid, std::string_view text);
 
 // The text form; namespace 0 is never written.
 std::string ua_nodeid_to_text(const ua_nodeid& nodeid);
+// The same, appended to `out`.
+void ua_nodeid_append_text(std::string& out, const ua_nodeid& nodeid);
 
 // Writes the text form into `buf` (NUL-terminated) and returns the number of characters
 // written; with a null buffer (and size 0) returns the number of characters needed.

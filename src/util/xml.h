@@ -1,9 +1,15 @@
 // The converter's own XML reader: a table-driven state machine that builds a tree of nodes
 // whose names and values are slices of the document text (nothing is copied).
 //
-// A document owns its text (when read from a file) and all of its nodes. Nodes live in
-// 64 KiB chunks and refer to each other by 32-bit indices; a node finds its document
-// through the header at the start of its chunk, so nodes stay at 64 bytes each.
+// A document owns its text (a read-only mapping of the file, or a buffer when the file
+// cannot be mapped) and all of its nodes. Nodes are 32-byte records in 64 KiB chunks and
+// refer to each other by 32-bit indices; a node finds its document through the header at
+// the start of its chunk. Chunks are carved from large blocks that the next parse into the
+// same document reuses; blocks of 2 MiB and more ask the system for huge pages.
+//
+// A node stores where it starts and its line; the column and the start of the line are
+// worked out from the text when asked (only diagnostics ask). Sequence numbers follow the
+// order in which nodes are made: the document's base number plus the node's index.
 //
 // Limits: at most 20 namespace declarations per document and at most 20 open tags (the
 // synthetic root counts as one). Entity references are not decoded while parsing; use
@@ -26,6 +32,9 @@ namespace vos {
 
 inline constexpr int XML_MAX_NAMESPACES = 20;
 inline constexpr int XML_MAX_NESTING = 20;
+// Readers of a mapped text give it back in steps of this many bytes as they move on (see
+// xml_doc_release_text).
+inline constexpr std::size_t XML_RELEASE_STEP = std::size_t{256} << 10;
 
 // A slice of the document text: not NUL-terminated; empty when its length is 0.
 using xml_string = std::string_view;
@@ -50,12 +59,13 @@ struct xml_namespace {
 class xml_doc;
 struct xml_node;
 class xml_node_range;
-inline xml_node* xml_node_new(xml_doc& doc, xml_node_type type, int default_ns);
+xml_node* xml_node_new(xml_doc& doc, xml_node_type type, int default_ns);
 
 namespace detail {
 
 inline constexpr std::size_t XML_CHUNK_BYTES = 65536;
-inline constexpr std::uint32_t XML_CHUNK_SHIFT = 10;  // 1024 slots of 64 bytes a chunk
+inline constexpr std::size_t XML_SLOT_BYTES = 32;
+inline constexpr std::uint32_t XML_CHUNK_SHIFT = 11;  // 2048 slots of 32 bytes a chunk
 inline constexpr std::uint32_t XML_SLOT_MASK = (1u << XML_CHUNK_SHIFT) - 1;
 
 // Slot 0 of every chunk: how a node finds its document.
@@ -65,8 +75,9 @@ struct xml_chunk_header {
   std::uint32_t index;
 };
 
-// Fixed-size node storage with a free list; addresses stay put while the document lives.
-// Parsing again into the same document reuses the chunks of the previous tree.
+// Node storage: slots handed out in order, so that a node's index grows with the order in
+// which nodes are made; only the last node made can be given back. Addresses stay put
+// while the document lives. Parsing again into the same document reuses the chunks.
 class xml_node_pool {
  public:
   explicit xml_node_pool(const xml_doc* owner) : owner_(owner) {}
@@ -75,35 +86,71 @@ class xml_node_pool {
 
   // A zeroed node, or nullptr when memory is exhausted.
   xml_node* allocate();
-  void release(xml_node* node);
+  // Gives back the node made last.
+  void release_last(const xml_node* node);
   // Forgets every node; keep_memory holds on to the chunks for the next tree.
   void reset(bool keep_memory);
+  // Makes room for about `bytes` of nodes in as few blocks as possible (a hint).
+  void reserve(std::size_t bytes);
   // 0 is the null index (slot 0 of chunk 0 holds a header, never a node).
   xml_node* at(std::uint32_t index) const {
     if (index == 0) return nullptr;
     return reinterpret_cast<xml_node*>(chunks_[index >> XML_CHUNK_SHIFT] +
-                                       std::size_t{index & XML_SLOT_MASK} * 64);
+                                       std::size_t{index & XML_SLOT_MASK} * XML_SLOT_BYTES);
   }
   static std::uint32_t index_of(const xml_node* node);
-  // Bytes held for nodes (chunks and the chunk table).
+  // The index the next node will get.
+  std::uint32_t next_index() const {
+    return used_ == 0 ? 1
+                      : static_cast<std::uint32_t>(((used_ - 1) << XML_CHUNK_SHIFT) + next_slot_);
+  }
+  // Bytes of the chunks in use and of the chunk table.
   std::size_t bytes() const;
+  // Bytes of all chunks, used or not.
+  std::size_t capacity() const { return chunks_.size() * XML_CHUNK_BYTES; }
 
  private:
-  struct chunk_free {
+  struct block_free {
     void operator()(std::byte* p) const;
   };
   xml_node* grow();
+  bool add_block(std::size_t bytes);
 
-  // Chunks come in slabs of up to 8, allocated together.
-  std::vector<std::unique_ptr<std::byte, chunk_free>> slabs_;
+  std::vector<std::unique_ptr<std::byte, block_free>> blocks_;
   std::vector<std::byte*> chunks_;
   const xml_doc* owner_;
-  xml_node* free_ = nullptr;
   std::size_t used_ = 0;                         // chunks in use
   std::uint32_t next_slot_ = XML_SLOT_MASK + 1;  // next unused slot of the last chunk in use
 };
 
-// The process-wide node sequence counter; never reset.
+// The file text when it is mapped: unmapped with the object.
+class xml_mapping {
+ public:
+  xml_mapping() = default;
+  xml_mapping(const xml_mapping&) = delete;
+  xml_mapping& operator=(const xml_mapping&) = delete;
+  ~xml_mapping() { reset(); }
+  // Maps `size` bytes of the open file read-only; false when the system refuses.
+  bool map(int fd, std::size_t size);
+  void reset();
+  const char* data() const { return data_; }
+  // Gives the whole pages inside [from, to) back to the system; they are read again from
+  // the file when touched.
+  void release(std::size_t from, std::size_t to);
+
+ private:
+  const char* data_ = nullptr;
+  std::size_t size_ = 0;
+};
+
+// A name or prefix too long for a node's fields: kept aside, by node index.
+struct xml_long_name {
+  std::uint32_t node;
+  std::uint32_t name_off, name_len;
+  std::uint32_t prefix_off, prefix_len;
+};
+
+// The process-wide node sequence counter; never goes back.
 inline std::uint32_t xml_sequence_counter = 0;
 
 class xml_parser;
@@ -111,19 +158,24 @@ class xml_parser;
 }  // namespace detail
 
 // A node of the tree: the synthetic root, an element, an attribute or a CDATA section.
-// Attributes are children of their element like elements are, told apart by type.
+// Attributes are children of their element like elements are, told apart by type; they come
+// before the element's other children.
 struct xml_node {
  public:
-  xml_node_type type() const { return static_cast<xml_node_type>(type_); }
-  bool is_element() const { return type_ == XML_NODE_ELEMENT; }
-  bool is_attribute() const { return type_ == XML_NODE_ATTRIBUTE; }
+  xml_node_type type() const { return static_cast<xml_node_type>(bits_ & k_type_mask); }
+  bool is_element() const { return type() == XML_NODE_ELEMENT; }
+  bool is_attribute() const { return type() == XML_NODE_ATTRIBUTE; }
 
   // Namespace prefix as written (empty if none), local name, and raw value. An attribute's
   // value is the text between its quotes; an element's the raw text between its tags
   // (child markup included), or empty when it held nothing but whitespace and markup; a
   // CDATA node's the text inside the section.
-  xml_string prefix() const { return slice(prefix_off_, prefix_len_); }
-  xml_string name() const { return slice(name_off_, name_len_); }
+  xml_string prefix() const {
+    return (bits_ & k_long_name) ? long_prefix() : slice(name_part(), prefix_len_);
+  }
+  xml_string name() const {
+    return (bits_ & k_long_name) ? long_local_name() : slice(start_ + name_delta_, name_len_);
+  }
   xml_string value() const { return slice(value_off_, value_len_); }
 
   const xml_doc& doc() const { return *header().doc; }
@@ -135,22 +187,20 @@ struct xml_node {
   int default_namespace_index() const { return default_ns_; }
   xml_string namespace_uri() const;
   // Cleared when the element's content holds a character other than whitespace or markup.
-  bool whitespace_only() const { return ws_only_ != 0; }
+  bool whitespace_only() const { return (bits_ & k_ws_only) != 0; }
 
   // Where the node's '<' (or an attribute's first character) stands: line from 1, column
-  // from 1, and the first character of that line inside the document text.
+  // from 1, and the first character of that line inside the document text. The root and
+  // nodes made by hand have line and column 0 and the text's start as their line start.
   std::uint32_t line() const { return line_; }
-  std::uint32_t column() const { return column_; }
-  const char* line_start() const { return header().text + line_start_; }
-  // Taken from one process-wide counter, in document order.
-  std::uint32_t sequence() const { return seq_; }
+  std::uint32_t column() const;
+  const char* line_start() const;
+  // In the order the nodes were made, from one process-wide counter.
+  std::uint32_t sequence() const;
 
   // Raw links: every kind of child.
-  const xml_node* parent() const { return link(parent_); }
   const xml_node* first_node() const { return link(first_); }
-  const xml_node* last_node() const { return link(last_); }
   const xml_node* next_node() const { return link(next_); }
-  const xml_node* prev_node() const { return link(prev_); }
 
   // Attributes, and element children (other node kinds are skipped).
   const xml_node* first_attribute() const { return first_of(first_node(), XML_NODE_ATTRIBUTE); }
@@ -177,6 +227,12 @@ struct xml_node {
   friend void xml_node_remove(xml_node* parent, xml_node* child);
   friend void xml_node_free(xml_node* node);
 
+  static constexpr std::uint8_t k_type_mask = 0x07;
+  static constexpr std::uint8_t k_ws_only = 0x08;
+  static constexpr std::uint8_t k_long_name = 0x10;  // name and prefix kept aside
+  // Read as an end tag: "</" comes first (kept when a '/' before '>' makes it an element).
+  static constexpr std::uint8_t k_after_slash = 0x20;
+
   const detail::xml_chunk_header& header() const {
     return *reinterpret_cast<const detail::xml_chunk_header*>(
         reinterpret_cast<std::uintptr_t>(this) & ~std::uintptr_t{detail::XML_CHUNK_BYTES - 1});
@@ -184,22 +240,31 @@ struct xml_node {
   xml_string slice(std::uint32_t off, std::uint32_t len) const {
     return len ? xml_string(header().text + off, len) : xml_string();
   }
+  void set_type(xml_node_type t) { bits_ = static_cast<std::uint8_t>((bits_ & ~k_type_mask) | t); }
+  // Where the prefix (or the name, without one) begins: after "<" or "</", or at once.
+  std::uint32_t name_part() const {
+    return start_ + (type() == XML_NODE_ATTRIBUTE ? 0 : (bits_ & k_after_slash) ? 2 : 1);
+  }
+  xml_string long_prefix() const;
+  xml_string long_local_name() const;
   const xml_node* link(std::uint32_t index) const;
   static const xml_node* first_of(const xml_node* n, xml_node_type type) {
-    while (n && n->type_ != type) n = n->next_node();
+    while (n && n->type() != type) n = n->next_node();
     return n;
   }
 
-  std::uint32_t name_off_, name_len_;
-  std::uint32_t prefix_off_, prefix_len_;
-  std::uint32_t value_off_, value_len_;
-  std::uint32_t parent_, first_, last_, next_, prev_;
-  std::uint32_t line_, column_, line_start_;
-  std::uint32_t seq_;
-  std::uint8_t type_;
+  std::uint32_t start_;  // the '<', or an attribute's first character
+  std::uint32_t value_off_;
+  std::uint32_t value_len_;
+  std::uint32_t next_;   // next sibling
+  std::uint32_t first_;  // first child
+  std::uint32_t line_;
+  std::uint16_t name_len_;
+  std::uint16_t name_delta_;  // from the start to the local name
+  std::uint8_t prefix_len_;   // the prefix starts at name_part()
+  std::uint8_t bits_;         // type and the flags below
   std::int8_t ns_;
   std::int8_t default_ns_;
-  std::uint8_t ws_only_;
 };
 
 // Forward iteration over the children of a node, optionally only those of one type.
@@ -284,6 +349,8 @@ class xml_doc {
   friend class detail::xml_node_pool;
   friend struct xml_node;
   friend void xml_doc_clear(xml_doc& doc);
+  friend void xml_doc_reset(xml_doc& doc);
+  friend void xml_doc_release_text(xml_doc& doc, std::size_t from, std::size_t to);
   friend int xml_doc_load_file(const char* path, xml_doc& doc, int* read_error);
   friend int xml_doc_parse_buffer(const char* buffer, std::size_t length, xml_doc& doc,
                                   const char* name);
@@ -292,18 +359,26 @@ class xml_doc {
   friend void xml_node_remove(xml_node* parent, xml_node* child);
   friend void xml_node_free(xml_node* node);
 
-  // Forgets the tree and the text; keep_memory holds on to node chunks and the file
-  // buffer so that the next parse into this document can reuse them.
+  // Forgets the tree and the text; keep_memory holds on to node chunks and the read buffer
+  // so that the next parse into this document can reuse them.
   void reset(bool keep_memory);
+  // Where a line starts that holds the byte at `offset`, and the bytes of processing
+  // instructions between that line start and `offset` (they do not count as columns).
+  std::uint32_t line_start_of(std::uint32_t offset, std::uint32_t* skipped) const;
 
   const char* file_name_ = nullptr;
   const char* data_ = nullptr;
   std::uint32_t size_ = 0;
+  std::uint32_t seq_base_ = 0;  // the sequence number of node index 0
+  detail::xml_mapping mapping_;
   std::unique_ptr<char[]> owned_;
   std::size_t owned_capacity_ = 0;
   xml_node* root_ = nullptr;
   std::array<xml_namespace, XML_MAX_NAMESPACES> namespaces_{};
   std::uint32_t namespace_count_ = 0;
+  // Processing instructions, as [first skipped byte, first byte after "?>").
+  std::vector<std::pair<std::uint32_t, std::uint32_t>> skipped_;
+  std::vector<detail::xml_long_name> long_names_;
   detail::xml_node_pool pool_;
 };
 
@@ -316,16 +391,15 @@ namespace detail {
 inline std::uint32_t xml_node_pool::index_of(const xml_node* node) {
   if (!node) return 0;
   const auto addr = reinterpret_cast<std::uintptr_t>(node);
-  const auto slot = static_cast<std::uint32_t>((addr & (XML_CHUNK_BYTES - 1)) / 64);
+  const auto slot = static_cast<std::uint32_t>((addr & (XML_CHUNK_BYTES - 1)) / XML_SLOT_BYTES);
   return (node->header().index << XML_CHUNK_SHIFT) | slot;
 }
 
 inline xml_node* xml_node_pool::allocate() {
-  xml_node* node = free_;
-  if (node) {
-    free_ = at(node->next_);
-  } else if (next_slot_ <= XML_SLOT_MASK) {
-    node = reinterpret_cast<xml_node*>(chunks_[used_ - 1] + std::size_t{next_slot_} * 64);
+  xml_node* node;
+  if (next_slot_ <= XML_SLOT_MASK) {
+    node =
+        reinterpret_cast<xml_node*>(chunks_[used_ - 1] + std::size_t{next_slot_} * XML_SLOT_BYTES);
     ++next_slot_;
   } else {
     node = grow();
@@ -341,10 +415,11 @@ inline xml_node* xml_node_pool::allocate() {
 // Empties the document (same as xml_doc_clear).
 void xml_doc_init(xml_doc& doc);
 // Reads the whole file into the document and parses it: 0, or -1 (syntax errors are
-// reported on stderr; a file that cannot be read gives -1 silently, with the system's
-// error number in `*read_error` when given, which is 0 otherwise). Devices and pipes are
-// read to their end. On failure the document is left empty. `path` must outlive the
-// document: it is its file name. Loading again into the same document reuses its memory.
+// reported on stderr; a file that cannot be read gives -1 silently, with the system's error
+// number in `*read_error` when given, which is 0 otherwise). A regular file is mapped
+// read-only (or read, where mapping is refused); devices and pipes are read to their end. On
+// failure the document is left empty. `path` must outlive the document: it is its file name.
+// Loading again into the same document reuses its memory.
 int xml_doc_load_file(const char* path, xml_doc& doc, int* read_error = nullptr);
 // Parses text that the caller keeps alive for the document's lifetime: 0 or -1. The file
 // name is `name`, or "buffer" when none is given.
@@ -352,6 +427,13 @@ int xml_doc_parse_buffer(const char* buffer, std::size_t length, xml_doc& doc,
                          const char* name = nullptr);
 // Frees the tree and the text the document owns.
 void xml_doc_clear(xml_doc& doc);
+// Forgets the tree and the text (a mapped file is unmapped) but keeps the node memory and
+// the read buffer for the next document, unless they are larger than a large model needs.
+void xml_doc_reset(xml_doc& doc);
+// Lets a mapped text give the memory of its pages inside [from, to) back to the system; they
+// are read from the file again when touched. Readers of a large document call this as they
+// go, so that it is never resident as a whole. Does nothing for text that is not mapped.
+void xml_doc_release_text(xml_doc& doc, std::size_t from, std::size_t to);
 // Enters a namespace declaration (std::nullopt: default namespace) and returns its index,
 // the index of the existing entry for the same prefix (or, for a default declaration, the
 // same URI), or -1 when the table is full.
@@ -361,19 +443,11 @@ int xml_doc_add_namespace(xml_doc& doc, std::optional<xml_string> prefix, xml_st
 
 // An unlinked zeroed node of the document (namespace -1, whitespace-only set, the next
 // sequence number), or nullptr when memory is exhausted.
-inline xml_node* xml_node_new(xml_doc& doc, xml_node_type type, int default_ns) {
-  xml_node* node = doc.pool_.allocate();
-  if (!node) return nullptr;
-  node->type_ = type;
-  node->ns_ = -1;
-  node->default_ns_ = static_cast<std::int8_t>(default_ns);
-  node->ws_only_ = 1;
-  node->seq_ = detail::xml_sequence_counter++;
-  return node;
-}
+xml_node* xml_node_new(xml_doc& doc, xml_node_type type, int default_ns);
 // Unlinks `child` from the children of `parent`.
 void xml_node_remove(xml_node* parent, xml_node* child);
-// Frees a node, its children and its later siblings, unlinking it from its parent.
+// Drops a node, its children and its later siblings, unlinking it from its parent (their
+// memory goes with the document).
 void xml_node_free(xml_node* node);
 // "file:line:column" in one static buffer that the next call overwrites.
 const char* xml_node_location(const xml_node* node);

@@ -6,14 +6,21 @@
 // the rows are compiled into one table indexed by state and byte, so each byte costs one
 // look-up. Where a state keeps itself on every byte but one or two (text content, quoted
 // values, comments, CDATA, names) whole runs are skipped at once, counting lines as they go.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+#include <bit>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
 #include <memory>
 #include <new>
 #include <string>
-#include <system_error>
 
 #include "util/xml.h"
 
@@ -218,26 +225,57 @@ constexpr transition_table build_table() {
 constexpr transition_table k_table = build_table();
 
 constexpr std::uint8_t S_CONTENT = dense(0);
+constexpr std::uint8_t S_AFTER_LT = dense(3);
 constexpr std::uint8_t S_COMMENT = dense(11);
 constexpr std::uint8_t S_TAG_NAME = dense(17);
+constexpr std::uint8_t S_IN_TAG = dense(24);
+constexpr std::uint8_t S_ATTR_FIRST = dense(32);
 constexpr std::uint8_t S_ATTR_NAME = dense(35);
 constexpr std::uint8_t S_VALUE_DQ = dense(51);
+constexpr std::uint8_t S_AFTER_DQ = dense(53);
 constexpr std::uint8_t S_VALUE_SQ = dense(58);
+constexpr std::uint8_t S_AFTER_SQ = dense(60);
 constexpr std::uint8_t S_CDATA = dense(69);
 
 struct byte_classes {
   bool space[256];
   bool namechar[256];
+  bool name_start[256];  // what starts a tag or attribute name: a letter or '_'
 };
 constexpr byte_classes build_classes() {
   byte_classes b{};
   for (int c = 0; c < 256; ++c) {
     b.space[c] = is_space(c);
     b.namechar[c] = is_namechar(c);
+    b.name_start[c] = is_alpha(c) || c == '_';
   }
   return b;
 }
 constexpr byte_classes k_classes = build_classes();
+
+// Equal texts; short ones (tag names) compared without a call.
+bool same_text(std::string_view a, std::string_view b) {
+  if (a.size() != b.size()) return false;
+  const std::size_t n = a.size();
+  if (n >= 8 && n <= 16) {
+    // The first and the last eight bytes, which overlap for fewer than sixteen.
+    std::uint64_t x[2], y[2];
+    std::memcpy(&x[0], a.data(), 8);
+    std::memcpy(&x[1], a.data() + n - 8, 8);
+    std::memcpy(&y[0], b.data(), 8);
+    std::memcpy(&y[1], b.data() + n - 8, 8);
+    return ((x[0] ^ y[0]) | (x[1] ^ y[1])) == 0;
+  }
+  if (n < 8) {
+    for (std::size_t i = 0; i < n; ++i)
+      if (a[i] != b[i]) return false;
+    return true;
+  }
+  return std::memcmp(a.data(), b.data(), n) == 0;
+}
+
+// The end of the input (a NUL byte) is looked for in windows of this many bytes.
+constexpr std::uint32_t k_window = 1u << 20;
 
 }  // namespace
 
@@ -248,23 +286,46 @@ class xml_parser {
 
  private:
   xml_parser(xml_doc& doc, const char* text, std::uint32_t length)
-      : doc_(doc), buf_(reinterpret_cast<const unsigned char*>(text)), len_(length) {}
+      : doc_(doc),
+        pool_(doc.pool_),
+        buf_(reinterpret_cast<const unsigned char*>(text)),
+        len_(length) {}
 
   int run();
   int step(std::uint8_t act);
   int open(xml_node_type type);
-  void pop() { cur_ = stack_[--depth_]; }
-  void append(xml_node* parent, xml_node* child);
-  void drop(xml_node* node);
-  void set_name() {
-    cur_->name_off_ = mark_;
-    cur_->name_len_ = pos_ - 1 - mark_;
+  void pop() {
+    --depth_;
+    cur_ = stack_[depth_];
+    last_ = stack_last_[depth_];
   }
+  void drop(xml_node* node);
+  void set_name() { set_name(mark_, pos_ - 1 - mark_); }
+  void set_name(std::uint32_t off, std::uint32_t len);
+  detail::xml_long_name& long_name(xml_node* node);
   int set_prefix();
   int close_tag();
   int declare_namespaces(xml_node* element);
   int find_prefix(xml_string prefix) const;
   int skip_pi();
+  // Input ends at the first NUL byte. It is looked for a window at a time, so that a large
+  // text is not read through before the parse begins: the limit is the first NUL byte at or
+  // after `from` inside the window there, or the window's end.
+  void set_limit(std::uint32_t from) {
+    const std::uint32_t end = len_ - from > k_window ? from + k_window : len_;
+    const void* nul = std::memchr(buf_ + from, 0, end - from);
+    lim_ = nul ? static_cast<std::uint32_t>(static_cast<const unsigned char*>(nul) - buf_) : end;
+  }
+  // At the limit (or past it, over bytes that cannot be NUL): false at the end of the input,
+  // else the next window is taken.
+  bool extend(std::uint32_t pos) {
+    if (lim_ == len_ || buf_[lim_] == 0) return false;
+    set_limit(pos > lim_ ? pos : lim_);
+    return true;
+  }
+  int fast_tag_start(std::uint32_t& pos, std::uint8_t& state);
+  int fast_attributes(std::uint32_t& pos, std::uint8_t& state);
+  std::uint32_t skip_names(std::uint32_t pos) const;
   std::uint32_t skip_to(std::uint32_t pos, unsigned char delimiter);
   std::uint32_t skip_content(std::uint32_t pos);
   void count_lines(const unsigned char* p, const unsigned char* end);
@@ -273,9 +334,10 @@ class xml_parser {
   int fail(int result);
 
   xml_doc& doc_;
+  xml_node_pool& pool_;
   const unsigned char* buf_;
   std::uint32_t len_;
-  std::uint32_t lim_ = 0;  // the first NUL byte at or after the position, or the length
+  std::uint32_t lim_ = 0;  // see set_limit
   // The position (index of the next byte) lives in a local of run() and is stored here
   // before every action and report.
   std::uint32_t pos_ = 0;
@@ -286,26 +348,28 @@ class xml_parser {
   // processing instruction skips are not fed, so they move this base instead.
   std::uint32_t col_base_ = 0;
   xml_node* root_ = nullptr;
+  // The node being read and its last child; the nodes below it on the stack and theirs.
   xml_node* cur_ = nullptr;
+  std::uint32_t last_ = 0;
   xml_node* stack_[XML_MAX_NESTING] = {};
+  std::uint32_t stack_last_[XML_MAX_NESTING] = {};
   std::uint32_t depth_ = 0;
+  // The last child of the current node before the node opened last: where a dropped tag,
+  // comment or processing instruction is cut off again.
+  std::uint32_t before_open_ = 0;
+  // The text before this offset has been given back (a mapped text only).
+  std::uint32_t released_ = 0;
 };
 
-void xml_parser::append(xml_node* parent, xml_node* child) {
-  const std::uint32_t pi = xml_node_pool::index_of(parent);
-  const std::uint32_t ci = xml_node_pool::index_of(child);
-  child->parent_ = pi;
-  child->prev_ = parent->last_;
-  if (parent->last_)
-    doc_.pool_.at(parent->last_)->next_ = ci;
-  else
-    parent->first_ = ci;
-  parent->last_ = ci;
-}
-
 void xml_parser::drop(xml_node* node) {
-  xml_node_remove(cur_, node);
-  doc_.pool_.release(node);
+  // The node is the current node's last child and the last node made.
+  if (before_open_)
+    pool_.at(before_open_)->next_ = 0;
+  else
+    cur_->first_ = 0;
+  last_ = before_open_;
+  if (node->bits_ & xml_node::k_long_name) doc_.long_names_.pop_back();
+  pool_.release_last(node);
 }
 
 int xml_parser::open(xml_node_type type) {
@@ -313,24 +377,60 @@ int xml_parser::open(xml_node_type type) {
     std::fputs("Error: reached maximum xml tag nesting level\n", stderr);
     return -1;
   }
-  stack_[depth_++] = cur_;
-  xml_node* node = xml_node_new(doc_, type, cur_->default_ns_);
+  xml_node* node = pool_.allocate();
   if (!node) {
     std::fputs("Error: xml_node_new failed: out of memory\n", stderr);
     return -1;
   }
+  node->bits_ = static_cast<std::uint8_t>(type | xml_node::k_ws_only);
+  node->ns_ = -1;
+  node->default_ns_ = cur_->default_ns_;
+  node->start_ = pos_ - 1;
   node->line_ = line_;
-  node->column_ = column();
-  node->line_start_ = line_start_;
-  append(cur_, node);
+  const std::uint32_t index = xml_node_pool::index_of(node);
+  if (last_)
+    pool_.at(last_)->next_ = index;
+  else
+    cur_->first_ = index;
+  before_open_ = last_;
+  stack_[depth_] = cur_;
+  stack_last_[depth_] = index;
+  ++depth_;
   cur_ = node;
+  last_ = 0;
   return 0;
 }
 
+detail::xml_long_name& xml_parser::long_name(xml_node* node) {
+  if (!(node->bits_ & xml_node::k_long_name)) {
+    doc_.long_names_.push_back(
+        detail::xml_long_name{xml_node_pool::index_of(node), node->start_ + node->name_delta_,
+                              node->name_len_, node->name_part(), node->prefix_len_});
+    node->bits_ |= xml_node::k_long_name;
+  }
+  return doc_.long_names_.back();
+}
+
+void xml_parser::set_name(std::uint32_t off, std::uint32_t len) {
+  const std::uint32_t delta = off - cur_->start_;
+  if ((cur_->bits_ & xml_node::k_long_name) || delta > 0xFFFF || len > 0xFFFF) {
+    detail::xml_long_name& n = long_name(cur_);
+    n.name_off = off;
+    n.name_len = len;
+    return;
+  }
+  cur_->name_delta_ = static_cast<std::uint16_t>(delta);
+  cur_->name_len_ = static_cast<std::uint16_t>(len);
+}
+
 int xml_parser::set_prefix() {
-  if (cur_->prefix_len_ == 0) {
-    cur_->prefix_off_ = mark_;
-    cur_->prefix_len_ = pos_ - 1 - mark_;
+  if (cur_->prefix().empty()) {
+    // The prefix is where the name part begins: the mark.
+    const std::uint32_t len = pos_ - 1 - mark_;
+    if ((cur_->bits_ & xml_node::k_long_name) || len > 0xFF)
+      long_name(cur_).prefix_len = len;
+    else
+      cur_->prefix_len_ = static_cast<std::uint8_t>(len);
   } else {
     // Reported, but the parse goes on with the first prefix.
     std::fputs("Error: second namespace separator found.\n", stderr);
@@ -346,9 +446,23 @@ int xml_parser::find_prefix(xml_string prefix) const {
 }
 
 int xml_parser::declare_namespaces(xml_node* element) {
+  // Mostly no attribute has a prefix or declares the default namespace: each gets the
+  // element's namespace at once. At the first that does, the general way below starts over.
+  // (The tag's nodes are all attributes: its children come later.)
+  bool plain = true;
+  for (std::uint32_t i = element->first_; i != 0;) {
+    xml_node* a = pool_.at(i);
+    if (a->prefix_len_ != 0 || (a->bits_ & xml_node::k_long_name) || a->name() == "xmlns") {
+      plain = false;
+      break;
+    }
+    a->ns_ = element->default_ns_;
+    i = a->next_;
+  }
+  if (plain) return 0;
   for (const xml_node* a = element->first_attribute(); a; a = a->next_attribute()) {
     auto* attr = const_cast<xml_node*>(a);
-    if (attr->prefix_len_ == 0) {
+    if (attr->prefix().empty()) {
       if (attr->name() == "xmlns") {
         const int index = xml_doc_add_namespace(doc_, std::nullopt, attr->value());
         if (index < 0) {
@@ -365,7 +479,7 @@ int xml_parser::declare_namespaces(xml_node* element) {
     }
   }
   for (const xml_node* a = element->first_attribute(); a; a = a->next_attribute()) {
-    if (a->prefix_len_ == 0 || a->prefix() == "xmlns") continue;
+    if (a->prefix().empty() || a->prefix() == "xmlns") continue;
     const int index = find_prefix(a->prefix());
     if (index < 0) {
       const xml_string p = a->prefix();
@@ -380,30 +494,30 @@ int xml_parser::declare_namespaces(xml_node* element) {
 
 int xml_parser::close_tag() {
   xml_node* node = cur_;
-  if (node->name_len_ == 0) set_name();
-  if (node->type_ != XML_NODE_END_TAG) {
+  if (node->name().empty()) set_name();
+  if (node->type() != XML_NODE_END_TAG) {
     const int r = declare_namespaces(node);
     if (r != 0) return r;
   }
-  if (node->prefix_len_ != 0) {
-    const int index = find_prefix(node->prefix());
+  const xml_string prefix = node->prefix();
+  if (!prefix.empty()) {
+    const int index = find_prefix(prefix);
     if (index < 0) {
-      const xml_string p = node->prefix();
       std::fprintf(stderr, "Error: using unknown namespace prefix '%.*s'\n",
-                   static_cast<int>(p.size()), p.data());
+                   static_cast<int>(prefix.size()), prefix.data());
       return -1;
     }
     node->ns_ = static_cast<std::int8_t>(index);
   } else {
     node->ns_ = node->default_ns_;
   }
-  switch (node->type_) {
+  switch (node->type()) {
     case XML_NODE_START_TAG:
-      node->type_ = XML_NODE_ELEMENT;
+      node->set_type(XML_NODE_ELEMENT);
       node->value_off_ = pos_;
       return 0;
     case XML_NODE_EMPTY_TAG:
-      node->type_ = XML_NODE_ELEMENT;
+      node->set_type(XML_NODE_ELEMENT);
       pop();
       return 0;
     case XML_NODE_END_TAG: {
@@ -411,16 +525,17 @@ int xml_parser::close_tag() {
       xml_node* open_element = cur_;
       const xml_string got = node->name();
       const xml_string expected = open_element->name();
-      if (got != expected) {
+      if (!same_text(got, expected)) {
         // The end tag's name is printed as the expected one: kept so for compatibility.
         std::fputs("Error:opening and closing tag names do not match.\n", stderr);
         std::fprintf(stderr, "Expected </%.*s>, but got </%.*s>\n", static_cast<int>(got.size()),
                      got.data(), static_cast<int>(expected.size()), expected.data());
         return -1;
       }
-      const std::uint32_t lt = (node->prefix_len_ ? node->prefix_off_ : node->name_off_) - 2;
+      const std::uint32_t lt = node->start_;
       drop(node);
-      open_element->value_len_ = open_element->ws_only_ ? 0 : lt - open_element->value_off_;
+      open_element->value_len_ =
+          open_element->whitespace_only() ? 0 : lt - open_element->value_off_;
       if (depth_ == 0) return -1;
       pop();
       return 0;
@@ -449,10 +564,8 @@ int xml_parser::skip_pi() {
   }
   pos_ = closed ? i + 2 : len_;
   col_base_ += pos_ - from;
-  if (pos_ > lim_) {
-    const void* nul = std::memchr(buf_ + pos_, 0, len_ - pos_);
-    lim_ = nul ? static_cast<std::uint32_t>(static_cast<const unsigned char*>(nul) - buf_) : len_;
-  }
+  doc_.skipped_.emplace_back(from, pos_);
+  if (pos_ > lim_) set_limit(pos_);
   xml_node* node = cur_;
   pop();
   drop(node);
@@ -462,7 +575,7 @@ int xml_parser::skip_pi() {
 int xml_parser::step(std::uint8_t act) {
   switch (act) {
     case A_CLEAR_WS:
-      cur_->ws_only_ = 0;
+      cur_->bits_ &= static_cast<std::uint8_t>(~xml_node::k_ws_only);
       return 0;
     case A_OPEN_TAG:
       return open(XML_NODE_START_TAG);
@@ -473,7 +586,8 @@ int xml_parser::step(std::uint8_t act) {
       mark_ = pos_;
       return 0;
     case A_END_TAG:
-      cur_->type_ = XML_NODE_END_TAG;
+      cur_->set_type(XML_NODE_END_TAG);
+      cur_->bits_ |= xml_node::k_after_slash;
       return 0;
     case A_SKIP_PI:
       return skip_pi();
@@ -486,8 +600,8 @@ int xml_parser::step(std::uint8_t act) {
     case A_SET_PREFIX:
       return set_prefix();
     case A_EMPTY:
-      cur_->type_ = XML_NODE_EMPTY_TAG;
-      if (cur_->name_len_ == 0) set_name();
+      cur_->set_type(XML_NODE_EMPTY_TAG);
+      if (cur_->name().empty()) set_name();
       return 0;
     case A_CLOSE:
       return close_tag();
@@ -508,7 +622,7 @@ int xml_parser::step(std::uint8_t act) {
     case A_END_CDATA: {
       xml_node* node = cur_;
       pop();
-      node->type_ = XML_NODE_CDATA;
+      node->set_type(XML_NODE_CDATA);
       node->value_off_ = mark_;
       node->value_len_ = pos_ - 3 - mark_;
       return 0;
@@ -528,7 +642,55 @@ void xml_parser::count_lines(const unsigned char* p, const unsigned char* end) {
   }
 }
 
+std::uint32_t xml_parser::skip_names(std::uint32_t pos) const {
+#if defined(__SSE2__)
+  // Sixteen bytes at a time: letters, digits, '_', '-' and '.' (a NUL ends the run too).
+  while (pos + 16 <= len_) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(buf_ + pos));
+    const auto below = [](__m128i x, char first, char count) {
+      const __m128i d = _mm_sub_epi8(x, _mm_set1_epi8(first));
+      return _mm_cmpeq_epi8(_mm_min_epu8(d, _mm_set1_epi8(static_cast<char>(count - 1))), d);
+    };
+    const __m128i letter = below(_mm_or_si128(v, _mm_set1_epi8(0x20)), 'a', 26);
+    const __m128i digit = below(v, '0', 10);
+    const __m128i mark = _mm_or_si128(
+        _mm_cmpeq_epi8(v, _mm_set1_epi8('_')),
+        _mm_or_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8('-')), _mm_cmpeq_epi8(v, _mm_set1_epi8('.'))));
+    const auto names = static_cast<std::uint32_t>(
+        _mm_movemask_epi8(_mm_or_si128(_mm_or_si128(letter, digit), mark)));
+    if (names != 0xFFFF) return pos + static_cast<std::uint32_t>(std::countr_one(names));
+    pos += 16;
+  }
+#endif
+  while (pos < lim_ && k_classes.namechar[buf_[pos]]) ++pos;
+  return pos;
+}
+
 std::uint32_t xml_parser::skip_to(std::uint32_t pos, unsigned char delimiter) {
+#if defined(__SSE2__)
+  // Sixteen bytes at a time, looking for the delimiter and for line feeds at once.
+  const __m128i want = _mm_set1_epi8(static_cast<char>(delimiter));
+  const __m128i lf = _mm_set1_epi8('\n');
+  while (pos < lim_ && pos + 16 <= len_) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(buf_ + pos));
+    auto found = static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, want)));
+    auto feeds = static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, lf)));
+    const std::uint32_t left = lim_ - pos;
+    if (left < 16) {
+      // Bytes from the end of the input on do not count.
+      found &= (1u << left) - 1;
+      feeds &= (1u << left) - 1;
+    }
+    if (found) feeds &= (found & (0u - found)) - 1;  // the feeds before the delimiter
+    if (feeds) {
+      line_ += static_cast<std::uint32_t>(std::popcount(feeds));
+      line_start_ = col_base_ = pos + static_cast<std::uint32_t>(std::bit_width(feeds));
+    }
+    if (found) return pos + static_cast<std::uint32_t>(std::countr_zero(found));
+    if (left <= 16) return lim_;
+    pos += 16;
+  }
+#endif
   const unsigned char* p = buf_ + pos;
   const unsigned char* end = buf_ + lim_;
   const void* q = std::memchr(p, delimiter, static_cast<std::size_t>(end - p));
@@ -540,7 +702,9 @@ std::uint32_t xml_parser::skip_to(std::uint32_t pos, unsigned char delimiter) {
 std::uint32_t xml_parser::skip_content(std::uint32_t pos) {
   const unsigned char* p = buf_ + pos;
   const unsigned char* end = buf_ + lim_;
-  // Mostly a line feed and indentation before the next tag: a plain loop wins here.
+  // Mostly a line feed and indentation before the next tag: a plain loop wins here, with
+  // runs of blanks taken eight at a time.
+  const unsigned char* const end8 = buf_ + (len_ >= 8 ? len_ - 8 : 0);
   while (p < end) {
     const unsigned char c = *p;
     if (c == '<') break;
@@ -548,17 +712,93 @@ std::uint32_t xml_parser::skip_content(std::uint32_t pos) {
     if (c == '\n') {
       ++line_;
       line_start_ = col_base_ = static_cast<std::uint32_t>(p - buf_);
+      if constexpr (std::endian::native == std::endian::little) {
+        while (p <= end8) {
+          std::uint64_t word;
+          std::memcpy(&word, p, 8);
+          // The lowest byte that differs from a blank is the first that is not one.
+          const std::uint64_t other = word ^ 0x2020202020202020u;
+          if (other != 0) {
+            p += std::countr_zero(other) / 8;
+            break;
+          }
+          p += 8;
+        }
+      }
     } else if (!k_classes.space[c]) {
-      cur_->ws_only_ = 0;
+      cur_->bits_ &= static_cast<std::uint8_t>(~xml_node::k_ws_only);
       // Text: find its end at once.
-      const void* q = std::memchr(p, '<', static_cast<std::size_t>(end - p));
-      const unsigned char* stop = q ? static_cast<const unsigned char*>(q) : end;
-      count_lines(p, stop);
-      p = stop;
-      break;
+      return skip_to(static_cast<std::uint32_t>(p - buf_), '<');
     }
   }
   return static_cast<std::uint32_t>(p - buf_);
+}
+
+// The fast paths below read markup in its usual form with exactly the actions the machine
+// would take for it, byte for byte; at anything else they stop, and the machine goes on in
+// the state they reached. Each returns 0, or the failure of an action (the machine's
+// position and mark are then where the machine would have them).
+
+// After '<': the first character of a start or end tag's name, and the rest of the name.
+int xml_parser::fast_tag_start(std::uint32_t& pos, std::uint8_t& state) {
+  std::uint32_t at = pos;
+  if (at < lim_ && buf_[at] == '/') {
+    if (at + 1 >= lim_ || !k_classes.name_start[buf_[at + 1]]) return 0;
+    cur_->set_type(XML_NODE_END_TAG);  // the end tag action
+    cur_->bits_ |= xml_node::k_after_slash;
+    ++at;
+  } else if (at >= lim_ || !k_classes.name_start[buf_[at]]) {
+    return 0;
+  }
+  mark_ = at;  // the first character of the name
+  pos = skip_names(at + 1);
+  state = S_TAG_NAME;
+  return 0;
+}
+
+// Inside a start tag: blanks and attributes written name="value" or name='value'.
+int xml_parser::fast_attributes(std::uint32_t& pos, std::uint8_t& state) {
+  const unsigned char* const b = buf_;
+  for (;;) {
+    while (pos < lim_ && k_classes.space[b[pos]]) {
+      if (b[pos] == '\n') {
+        ++line_;
+        line_start_ = col_base_ = pos + 1;
+      }
+      ++pos;
+    }
+    state = S_IN_TAG;
+    if (pos >= lim_ || !k_classes.name_start[b[pos]]) return 0;
+    // The new attribute at its first character.
+    pos_ = pos + 1;
+    int r = open(XML_NODE_ATTRIBUTE);
+    if (r != 0) return r;
+    mark_ = pos;
+    const std::uint32_t end = skip_names(pos + 1);
+    state = end == pos + 1 ? S_ATTR_FIRST : S_ATTR_NAME;
+    if (end + 1 >= lim_ || b[end] != '=' || (b[end + 1] != '"' && b[end + 1] != '\'')) {
+      pos = end;
+      return 0;
+    }
+    // '=' ends the name; the quote marks the value.
+    pos_ = end + 1;
+    set_name();
+    const unsigned char quote = b[end + 1];
+    mark_ = end + 2;
+    const std::uint32_t close = skip_to(end + 2, quote);
+    if (close >= lim_) {
+      pos = close;
+      state = quote == '"' ? S_VALUE_DQ : S_VALUE_SQ;
+      return 0;
+    }
+    // The closing quote ends the value.
+    cur_->value_off_ = mark_;
+    cur_->value_len_ = close - mark_;
+    pop();
+    pos = close + 1;
+    state = quote == '"' ? S_AFTER_DQ : S_AFTER_SQ;
+    if (pos >= lim_ || !k_classes.space[b[pos]]) return 0;
+  }
 }
 
 void xml_parser::report() const {
@@ -589,78 +829,101 @@ void xml_parser::report() const {
 
 int xml_parser::fail(int result) {
   doc_.root_ = nullptr;
-  doc_.pool_.reset(true);
+  pool_.reset(true);
   return result;
 }
 
 int xml_parser::run() {
-  root_ = xml_node_new(doc_, XML_NODE_ROOT, -1);
+  root_ = pool_.allocate();
+  if (root_) {
+    root_->bits_ = static_cast<std::uint8_t>(XML_NODE_ROOT | xml_node::k_ws_only);
+    root_->ns_ = -1;
+    root_->default_ns_ = -1;
+  }
   if (!root_) {
     std::fputs("Error: Could not allocate root node. Check your memory pool configuration.\n",
                stderr);
     return -1;
   }
   cur_ = root_;
-  // Input ends at the first NUL byte.
-  const void* nul = std::memchr(buf_, 0, len_);
-  lim_ = nul ? static_cast<std::uint32_t>(static_cast<const unsigned char*>(nul) - buf_) : len_;
+  set_limit(0);
 
   const unsigned char* const buf = buf_;
   std::uint32_t pos = 0;
   std::uint32_t lim = lim_;
   std::uint8_t state = S_CONTENT;
-  while (pos < lim) {
-    const unsigned char c = buf[pos++];
-    if (c == '\n') {
-      ++line_;
-      line_start_ = col_base_ = pos;
-    }
-    const entry e = k_table.e[state][c];
-    if (e.act != A_NONE) {
-      pos_ = pos;
-      if (e.act == A_ERROR) {
-        std::fprintf(stderr, "Error: no transition defined for processing '%c' in state '%i'\n", c,
-                     static_cast<int>(k_states[state]));
-        report();
-        return fail(-1);
+  for (;;) {
+    while (pos < lim) {
+      const unsigned char c = buf[pos++];
+      if (c == '\n') {
+        ++line_;
+        line_start_ = col_base_ = pos;
       }
-      const int r = step(e.act);
+      const entry e = k_table.e[state][c];
+      if (e.act != A_NONE) {
+        pos_ = pos;
+        if (e.act == A_ERROR) {
+          std::fprintf(stderr, "Error: no transition defined for processing '%c' in state '%i'\n",
+                       c, static_cast<int>(k_states[state]));
+          report();
+          return fail(-1);
+        }
+        const int r = step(e.act);
+        if (r != 0) {
+          report();
+          return fail(r);
+        }
+        pos = pos_;  // a processing instruction moves it, and the limit
+        lim = lim_;
+      }
+      state = e.next;
+      // Runs of bytes that keep the state and need no action, and the fast paths.
+      int r = 0;
+      switch (state) {
+        case S_CONTENT:
+          pos = skip_content(pos);
+          if (pos >= released_ + XML_RELEASE_STEP) {
+            // The text read so far need not stay resident: the tree's slices read it again.
+            xml_doc_release_text(doc_, released_, pos);
+            released_ = pos;
+          }
+          break;
+        case S_AFTER_LT:
+          r = fast_tag_start(pos, state);
+          break;
+        case S_IN_TAG:
+          r = fast_attributes(pos, state);
+          break;
+        case S_VALUE_DQ:
+          pos = skip_to(pos, '"');
+          break;
+        case S_VALUE_SQ:
+          pos = skip_to(pos, '\'');
+          break;
+        case S_COMMENT:
+          pos = skip_to(pos, '-');
+          break;
+        case S_CDATA:
+          pos = skip_to(pos, ']');
+          break;
+        case S_TAG_NAME:
+        case S_ATTR_NAME:
+          pos = skip_names(pos);
+          break;
+        default:
+          break;
+      }
       if (r != 0) {
         report();
         return fail(r);
       }
-      pos = pos_;  // a processing instruction moves it, and the limit
-      lim = lim_;
     }
-    state = e.next;
-    // Runs of bytes that keep the state and need no action.
-    switch (state) {
-      case S_CONTENT:
-        pos = skip_content(pos);
-        break;
-      case S_VALUE_DQ:
-        pos = skip_to(pos, '"');
-        break;
-      case S_VALUE_SQ:
-        pos = skip_to(pos, '\'');
-        break;
-      case S_COMMENT:
-        pos = skip_to(pos, '-');
-        break;
-      case S_CDATA:
-        pos = skip_to(pos, ']');
-        break;
-      case S_TAG_NAME:
-      case S_ATTR_NAME:
-        while (pos < lim && k_classes.namechar[buf[pos]]) ++pos;
-        break;
-      default:
-        break;
-    }
+    if (!extend(pos)) break;
+    lim = lim_;
   }
   pos_ = pos;
 
-  if (root_->first_ != 0 && doc_.pool_.at(root_->first_)->next_ != 0) {
+  if (root_->first_ != 0 && pool_.at(root_->first_)->next_ != 0) {
     std::fputs(
         "Error: invalid xml document, because the document contains multiple root "
         "elements.\n",
@@ -696,11 +959,18 @@ int xml_parser::parse(xml_doc& doc, const char* text, std::size_t length, const 
   doc.pool_.reset(true);
   doc.namespaces_ = {};
   doc.namespace_count_ = 0;
+  doc.skipped_.clear();
+  doc.long_names_.clear();
   doc.file_name_ = name;
   doc.data_ = text;
   doc.size_ = static_cast<std::uint32_t>(length);
+  doc.seq_base_ = xml_sequence_counter;
+  // NodeSet files hold about one node per 30 to 40 bytes of text.
+  doc.pool_.reserve(length);
   xml_parser parser(doc, text, static_cast<std::uint32_t>(length));
-  return parser.run();
+  const int result = parser.run();
+  xml_sequence_counter = doc.seq_base_ + doc.pool_.next_index();
+  return result;
 }
 
 }  // namespace detail
@@ -713,10 +983,33 @@ int xml_doc_parse_buffer(const char* buffer, std::size_t length, xml_doc& doc, c
 
 namespace {
 
-// Owns an open file; closes it on every way out.
-struct file_closer {
-  void operator()(std::FILE* f) const { std::fclose(f); }
+// Owns an open file descriptor; closes it on every way out.
+class fd_owner {
+ public:
+  explicit fd_owner(int fd) noexcept : fd_(fd) {}
+  ~fd_owner() {
+    if (fd_ >= 0) ::close(fd_);
+  }
+  fd_owner(const fd_owner&) = delete;
+  fd_owner& operator=(const fd_owner&) = delete;
+  int get() const noexcept { return fd_; }
+
+ private:
+  int fd_;
 };
+
+// Reads up to `n` bytes at `to`: the count read, or -1 with errno set.
+ssize_t read_full(int fd, char* to, std::size_t n) {
+  std::size_t got = 0;
+  while (got < n) {
+    const ssize_t r = ::read(fd, to + got, n - got);
+    if (r < 0 && errno == EINTR) continue;
+    if (r < 0) return -1;
+    if (r == 0) break;
+    got += static_cast<std::size_t>(r);
+  }
+  return static_cast<ssize_t>(got);
+}
 
 }  // namespace
 
@@ -724,38 +1017,53 @@ int xml_doc_load_file(const char* path, xml_doc& doc, int* read_error) {
   constexpr std::size_t k_max = 0xFFFFFFF0u;  // slices hold 32-bit offsets
   doc.reset(true);
   int error = 0;
+  // Makes the owned buffer hold at least `want` bytes, keeping the first `keep`.
+  const auto reserve = [&doc](std::size_t want, std::size_t keep) {
+    if (doc.owned_ && doc.owned_capacity_ >= want) return true;
+    std::unique_ptr<char[]> bigger;
+    try {
+      bigger = std::make_unique_for_overwrite<char[]>(want);
+    } catch (const std::bad_alloc&) {
+      return false;
+    }
+    if (keep > 0) std::memcpy(bigger.get(), doc.owned_.get(), keep);
+    doc.owned_ = std::move(bigger);
+    doc.owned_capacity_ = want;
+    return true;
+  };
   const int ret = [&]() -> int {
     if (!path) return error = EINVAL, -1;
-    std::unique_ptr<std::FILE, file_closer> file(std::fopen(path, "rb"));
-    if (!file) return error = errno, -1;
-    // A regular file is read with one allocation of its size; anything else (a device, a
-    // pipe) in growing steps until its end. A folder opens, but reading it fails.
-    std::error_code ec;
-    std::uintmax_t size = 0;
-    if (std::filesystem::is_regular_file(path, ec)) size = std::filesystem::file_size(path, ec);
-    if (ec) size = 0;
-    if (size > k_max) return error = EFBIG, -1;
-    std::size_t want = size > 0 ? static_cast<std::size_t>(size) : 65536;
-    std::size_t got = 0;
-    errno = 0;
-    while (true) {
-      if (!doc.owned_ || doc.owned_capacity_ < want) {
-        std::unique_ptr<char[]> bigger;
-        try {
-          bigger = std::make_unique_for_overwrite<char[]>(want);
-        } catch (const std::bad_alloc&) {
-          return error = ENOMEM, -1;
-        }
-        if (got > 0) std::memcpy(bigger.get(), doc.owned_.get(), got);
-        doc.owned_ = std::move(bigger);
-        doc.owned_capacity_ = want;
+    const fd_owner fd(::open(path, O_RDONLY | O_CLOEXEC));
+    if (fd.get() < 0) return error = errno, -1;
+    struct stat st {};
+    if (::fstat(fd.get(), &st) != 0) return error = errno, -1;
+    if (S_ISREG(st.st_mode)) {
+      const auto size = static_cast<std::uintmax_t>(st.st_size);
+      if (size > k_max) return error = EFBIG, -1;
+      const auto n = static_cast<std::size_t>(size);
+      // Mapped, the text costs no copy and no zeroed memory; where the system refuses (an
+      // empty file among others), the file is read into the document's buffer.
+      if (n > 0 && doc.mapping_.map(fd.get(), n)) {
+        return detail::xml_parser::parse(doc, doc.mapping_.data(), n, path);
       }
-      got += std::fread(doc.owned_.get() + got, 1, want - got, file.get());
-      if (got < want || size > 0) break;
+      if (!reserve(n > 0 ? n : 1, 0)) return error = ENOMEM, -1;
+      const ssize_t got = read_full(fd.get(), doc.owned_.get(), n);
+      if (got < 0) return error = errno, -1;
+      return detail::xml_parser::parse(doc, doc.owned_.get(), static_cast<std::size_t>(got), path);
+    }
+    // Anything else (a device, a pipe) is read in growing steps until its end; a folder
+    // opens, but reading it fails.
+    std::size_t want = 65536;
+    std::size_t got = 0;
+    while (true) {
+      if (!reserve(want, got)) return error = ENOMEM, -1;
+      const ssize_t r = read_full(fd.get(), doc.owned_.get() + got, want - got);
+      if (r < 0) return error = errno, -1;
+      got += static_cast<std::size_t>(r);
+      if (got < want) break;
       if (want == k_max) return error = EFBIG, -1;
       want = want > k_max / 2 ? k_max : want * 2;
     }
-    if (std::ferror(file.get())) return error = errno != 0 ? errno : EIO, -1;
     return detail::xml_parser::parse(doc, doc.owned_.get(), got, path);
   }();
   if (ret != 0) doc.reset(false);

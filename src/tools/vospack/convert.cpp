@@ -1,6 +1,7 @@
 #include "tools/vospack/convert.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdio>
 #include <ctime>
@@ -9,7 +10,6 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "build_info.h"
@@ -19,6 +19,7 @@
 #include "uabase/text_datetime.h"
 #include "uabase/text_nodeid.h"
 #include "util/errors.h"
+#include "util/string_index.h"
 
 namespace vos {
 
@@ -32,35 +33,34 @@ class string_set {
  public:
   string_set() {
     list_.reserve(1000);
-    map_.reserve(1000);
     add("");
   }
 
   void add(std::string_view s) {
-    if (map_.try_emplace(s, static_cast<uint32_t>(list_.size())).second) list_.push_back(s);
+    if (index_.insert(s, static_cast<uint32_t>(list_.size())) == list_.size()) list_.push_back(s);
   }
   // Adds a string made here (kept alive by the set).
   void add_owned(std::string s) {
-    if (map_.find(s) != map_.end()) return;
+    if (index_.find(s) != string_index::k_none) return;
     owned_.push_back(std::move(s));
     add(owned_.back());
   }
   // The index, or -1 after reporting a string that was never added.
   int64_t index(std::string_view s) const {
-    const auto it = map_.find(s);
-    if (it == map_.end()) {
+    const uint32_t i = index_.find(s);
+    if (i == string_index::k_none) {
       ua_file_report("error: string '%.*s' missing in stringtable\n", static_cast<int>(s.size()),
                      s.data());
       return -1;
     }
-    return it->second;
+    return i;
   }
   const std::vector<std::string_view>& entries() const noexcept { return list_; }
 
  private:
   std::deque<std::string> owned_;
   std::vector<std::string_view> list_;
-  std::unordered_map<std::string_view, uint32_t> map_;
+  string_index index_;
 };
 
 // The graph's definition kinds to the file's kind byte.
@@ -86,9 +86,14 @@ int64_t unix_seconds(const std::optional<std::string>& text) {
   return ua_datetime_to_unix(dt);
 }
 
-// NodeId text for the log lines.
-std::string text_of(const ua_nodeid& id) {
-  return ua_nodeid_to_text(id);
+// Appends a text as printf's "%.*s" prints it: up to a NUL byte.
+void append_printed(std::string& out, std::string_view text) {
+  out.append(text.substr(0, text.find('\0')));
+}
+
+// Writes a log line built in `line` to standard output.
+void print_line(const std::string& line) {
+  std::fwrite(line.data(), 1, line.size(), stdout);
 }
 
 uint32_t sampling_interval(double v) {
@@ -119,9 +124,17 @@ class converter {
   std::vector<bool> used_namespaces() const;
   int write_nodes();
   int write_node(const uagraph_node& n, const char* label);
-  int set_base_attributes(const uagraph_node& n);
+  // Also prints the node's log line (with the writing label) at verbosity 1 and more.
+  int set_base_attributes(const uagraph_node& n, const char* label);
   int set_datatype(const UADataType& dt);
   int write_references();
+  // Appends a NodeId's text to the log line as "%.*s" prints it.
+  void append_id(const ua_nodeid& id) {
+    const std::size_t at = line_.size();
+    ua_nodeid_append_text(line_, id);
+    const std::size_t nul = std::string_view(line_).find('\0', at);
+    if (nul != std::string::npos) line_.resize(nul);
+  }
   bool str(std::string_view s, uint32_t& out) const {
     const int64_t i = strings_.index(s);
     out = i < 0 ? 0 : static_cast<uint32_t>(i);
@@ -138,6 +151,7 @@ class converter {
   ua_file_totals totals_{};
   string_set strings_;
   ua_file_writer w_;
+  std::string line_;  // the log line being built
   ua_file_node rec_;
   std::string sym_;  // scratch
 };
@@ -273,16 +287,20 @@ ua_file_namespace converter::namespace_record(const nstable_entry& e) const {
   return rec;
 }
 
-int converter::set_base_attributes(const uagraph_node& n) {
+int converter::set_base_attributes(const uagraph_node& n, const char* label) {
   const uagraph_node_extra& extra = n.extra();
   if (diag_verbosity() > 0) {
-    const std::string id = text_of(n.NodeId);
-    const std::string_view bn = n.BrowseName.name.view();
-    const std::string_view dn = n.DisplayName.text.view();
-    const std::string_view desc = extra.Description.text.view();
-    std::printf("id=%.*s, bn=%.*s, dn=%.*s, desc=%.*s\n", static_cast<int>(id.size()), id.data(),
-                static_cast<int>(bn.size()), bn.data(), static_cast<int>(dn.size()), dn.data(),
-                static_cast<int>(desc.size()), desc.data());
+    // "Writing <label>: id=..., bn=..., dn=..., desc=..."
+    line_.assign("Writing ").append(label).append(": id=");
+    append_id(n.NodeId);
+    line_ += ", bn=";
+    append_printed(line_, n.BrowseName.name.view());
+    line_ += ", dn=";
+    append_printed(line_, n.DisplayName.text.view());
+    line_ += ", desc=";
+    append_printed(line_, extra.Description.text.view());
+    line_ += '\n';
+    print_line(line_);
   }
   rec_.nodeid = &n.NodeId;
   rec_.browse_ns = n.BrowseName.ns;
@@ -388,9 +406,8 @@ int converter::set_datatype(const UADataType& dt) {
 }
 
 int converter::write_node(const uagraph_node& n, const char* label) {
-  if (diag_verbosity() > 0) std::printf("Writing %s: ", label);
   rec_.reset(n.nodeclass());
-  int ret = set_base_attributes(n);
+  int ret = set_base_attributes(n, label);
   if (ret != 0) return ret;
   if (const auto* o = n.as<UAObject>()) {
     rec_.flags |= UA_FILE_OBJECT_EVENTNOTIFIER;
@@ -474,13 +491,24 @@ int converter::write_nodes() {
       {UA_NODECLASS_METHOD, "method", 2},
       {UA_NODECLASS_VIEW, "view", 0},
   };
-  for (const section& s : kSections) {
-    for (const uagraph_node* n : nodes_) {
+  // The nodes of each section in graph order, sorted out in one pass.
+  constexpr std::size_t k_count = std::size(kSections);
+  std::array<std::vector<const uagraph_node*>, k_count> sections;
+  for (const uagraph_node* n : nodes_) {
+    for (std::size_t i = 0; i < k_count; ++i) {
+      const section& s = kSections[i];
       if (n->nodeclass() != s.nodeclass) continue;
       if (s.method_pass != 0) {
         const bool has_decl = !n->as<UAMethod>()->MethodDeclarationId.is_null();
         if (has_decl != (s.method_pass == 2)) continue;
       }
+      sections[i].push_back(n);
+      break;
+    }
+  }
+  for (std::size_t i = 0; i < k_count; ++i) {
+    const section& s = kSections[i];
+    for (const uagraph_node* n : sections[i]) {
       if (int ret = write_node(*n, s.label); ret != 0) {
         // The record stops in the middle: name the node, so that the model can be fixed.
         diag_error(VOS_HERE, "output_write_nodes", "failed to write node %s: %s\n",
@@ -499,9 +527,14 @@ int converter::write_references() {
     const ua_nodeid& t = graph_.target_of(r).NodeId;
     const ua_nodeid& type = graph_.reftype_of(r).NodeId;
     if (verbose) {
-      const std::string a = text_of(s), b = text_of(t), c = text_of(type);
-      std::printf("%s%.*s -> %.*s: %.*s\n", label, static_cast<int>(a.size()), a.data(),
-                  static_cast<int>(b.size()), b.data(), static_cast<int>(c.size()), c.data());
+      line_.assign(label);
+      append_id(s);
+      line_ += " -> ";
+      append_id(t);
+      line_ += ": ";
+      append_id(type);
+      line_ += '\n';
+      print_line(line_);
     }
     return w_.write_reference(s, t, type);
   };

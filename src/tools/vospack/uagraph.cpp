@@ -1,14 +1,29 @@
 #include "tools/vospack/uagraph.h"
 
+#include <sys/mman.h>
+
+#include <array>
 #include <bit>
 #include <cassert>
 #include <cstdarg>
+#include <cstdlib>
 #include <cstring>
 #include <unordered_map>
 #include <unordered_set>
 
 #include "diag/diag.h"
 #include "util/errors.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+#define VOS_RECORDS_ON_HEAP 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define VOS_RECORDS_ON_HEAP 1
+#endif
+#endif
+#ifndef VOS_RECORDS_ON_HEAP
+#define VOS_RECORDS_ON_HEAP 0
+#endif
 
 namespace vos {
 
@@ -95,9 +110,89 @@ bool is_ns0_numeric(const ua_nodeid& id, uint32_t value) noexcept {
   return id.ns() == 0 && id.is_numeric() && id.numeric_id() == value;
 }
 
+// Node records and their extra blocks: records of a handful of sizes, made and dropped one by
+// one by the million. They are carved from large blocks (after the first, of 2 MiB with huge
+// pages where the system allows) with no bookkeeping per record, and a dropped record goes to a
+// free list of its size for the next one. One arena serves every graph of the process; its blocks
+// live as long as it. Sanitizer builds use the heap instead, so that every record is watched on its
+// own.
+class record_arena {
+ public:
+  void* allocate(std::size_t size) {
+    if constexpr (k_on_heap) return ::operator new(size);
+    size = round(size);
+    if (void*& head = free_[size / k_align]; head != nullptr) {
+      void* p = head;
+      head = *static_cast<void**>(p);
+      return p;
+    }
+    if (left_ < size) {
+      // A small graph stays in the first block, of ordinary pages; a large one gets huge pages
+      // (a refusal only costs page faults).
+      const bool huge = !blocks_.empty();
+      const std::size_t bytes = huge ? k_block : k_first_block;
+      auto* block = static_cast<std::byte*>(huge ? std::aligned_alloc(k_block, k_block)
+                                                 : std::malloc(k_first_block));
+      if (block == nullptr) return ::operator new(size);  // the heap's out-of-memory path
+      if (huge) madvise(block, bytes, MADV_HUGEPAGE);
+      blocks_.emplace_back(block);
+      next_ = block;
+      left_ = bytes;
+    }
+    void* p = next_;
+    next_ += size;
+    left_ -= size;
+    return p;
+  }
+  void deallocate(void* p, std::size_t size) noexcept {
+    if constexpr (k_on_heap) {
+      ::operator delete(p);
+    } else {
+      void*& head = free_[round(size) / k_align];
+      *static_cast<void**>(p) = head;
+      head = p;
+    }
+  }
+
+ private:
+  static constexpr bool k_on_heap = VOS_RECORDS_ON_HEAP != 0;
+  static constexpr std::size_t k_first_block = std::size_t{1} << 20;
+  static constexpr std::size_t k_block = std::size_t{2} << 20;
+  static constexpr std::size_t k_align = alignof(std::max_align_t);
+  static constexpr std::size_t k_largest = 256;
+  static constexpr std::size_t round(std::size_t size) {
+    return (size + k_align - 1) / k_align * k_align;
+  }
+  struct block_free {
+    void operator()(std::byte* p) const noexcept { std::free(p); }
+  };
+
+  std::vector<std::unique_ptr<std::byte, block_free>> blocks_;
+  std::byte* next_ = nullptr;
+  std::size_t left_ = 0;
+  std::array<void*, k_largest / k_align + 1> free_{};
+};
+
+record_arena& records() {
+  static record_arena arena;
+  return arena;
+}
+
+template <class T>
+T* make_record() {
+  static_assert(sizeof(T) <= 256 && alignof(T) <= alignof(std::max_align_t));
+  return ::new (records().allocate(sizeof(T))) T();
+}
+
+template <class T>
+void delete_as(T* record) noexcept {
+  record->~T();
+  records().deallocate(record, sizeof(T));
+}
+
 template <class T>
 void delete_as(uagraph_node* node) noexcept {
-  std::default_delete<T>()(static_cast<T*>(node));
+  delete_as(static_cast<T*>(node));
 }
 
 }  // namespace
@@ -125,8 +220,12 @@ const uagraph_node_extra& uagraph_node::extra() const noexcept {
 }
 
 uagraph_node_extra& uagraph_node::extra_mut() {
-  if (extra_ == nullptr) extra_ = std::make_unique<uagraph_node_extra>();
+  if (extra_ == nullptr) extra_.reset(make_record<uagraph_node_extra>());
   return *extra_;
+}
+
+void uagraph_extra_deleter::operator()(uagraph_node_extra* extra) const noexcept {
+  if (extra != nullptr) delete_as(extra);
 }
 
 const uagraph_rolepermission* uagraph_node::rolepermission(std::size_t index) const noexcept {
@@ -175,21 +274,21 @@ uagraph::~uagraph() = default;
 uagraph_node_ptr uagraph::node_new(uint32_t nodeclass) {
   switch (nodeclass) {
     case UA_NODECLASS_OBJECT:
-      return uagraph_node_ptr(std::make_unique<UAObject>().release());
+      return uagraph_node_ptr(make_record<UAObject>());
     case UA_NODECLASS_VARIABLE:
-      return uagraph_node_ptr(std::make_unique<UAVariable>().release());
+      return uagraph_node_ptr(make_record<UAVariable>());
     case UA_NODECLASS_METHOD:
-      return uagraph_node_ptr(std::make_unique<UAMethod>().release());
+      return uagraph_node_ptr(make_record<UAMethod>());
     case UA_NODECLASS_OBJECTTYPE:
-      return uagraph_node_ptr(std::make_unique<UAObjectType>().release());
+      return uagraph_node_ptr(make_record<UAObjectType>());
     case UA_NODECLASS_VARIABLETYPE:
-      return uagraph_node_ptr(std::make_unique<UAVariableType>().release());
+      return uagraph_node_ptr(make_record<UAVariableType>());
     case UA_NODECLASS_REFERENCETYPE:
-      return uagraph_node_ptr(std::make_unique<UAReferenceType>().release());
+      return uagraph_node_ptr(make_record<UAReferenceType>());
     case UA_NODECLASS_DATATYPE:
-      return uagraph_node_ptr(std::make_unique<UADataType>().release());
+      return uagraph_node_ptr(make_record<UADataType>());
     case UA_NODECLASS_VIEW:
-      return uagraph_node_ptr(std::make_unique<UAView>().release());
+      return uagraph_node_ptr(make_record<UAView>());
     default:
       return nullptr;
   }
@@ -275,8 +374,11 @@ uagraph_node* uagraph::node_find(const ua_nodeid& nodeid) const {
 
 uint32_t uagraph_reference_pool::push() {
   if ((size_ & kBlockMask) == 0) {
-    blocks_.push_back(std::make_unique<uagraph_reference[]>(std::size_t{1} << kBlockBits));
+    blocks_.push_back(
+        std::make_unique_for_overwrite<std::byte[]>(sizeof(uagraph_reference) << kBlockBits));
   }
+  ::new (blocks_.back().get() + std::size_t{size_ & kBlockMask} * sizeof(uagraph_reference))
+      uagraph_reference();
   return size_++;
 }
 

@@ -27,8 +27,10 @@
 #include <cstdio>
 #include <iterator>
 #include <memory>
+#include <new>
 #include <span>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "tools/vospack/uagraph_rolepermission.h"
@@ -153,6 +155,12 @@ struct uagraph_node_extra {
 
 class uagraph;
 
+// Deletes the extra block of a node (node records and their extra blocks come from the
+// graph's record arena).
+struct uagraph_extra_deleter {
+  void operator()(uagraph_node_extra* extra) const noexcept;
+};
+
 // The part that every node has.
 class uagraph_node {
  public:
@@ -208,7 +216,7 @@ class uagraph_node {
  private:
   friend class uagraph;
 
-  std::unique_ptr<uagraph_node_extra> extra_;
+  std::unique_ptr<uagraph_node_extra, uagraph_extra_deleter> extra_;
   uint32_t node_index_ = UAGRAPH_NONE;
   // Ends of the forward and inverse lists.
   uint32_t fwd_head_ = UAGRAPH_NONE;
@@ -313,14 +321,19 @@ class uagraph_reference {
   uint32_t prev_inv_ = UAGRAPH_NONE;
 };
 
-// Reference records, in blocks that never move.
+// Reference records, in blocks that never move. A block's records come to life as they are
+// handed out, so that the unused end of the last block is never touched.
 class uagraph_reference_pool {
  public:
   uagraph_reference& operator[](uint32_t id) noexcept {
-    return blocks_[id >> kBlockBits][id & kBlockMask];
+    return *std::launder(reinterpret_cast<uagraph_reference*>(blocks_[id >> kBlockBits].get() +
+                                                              std::size_t{id & kBlockMask} *
+                                                                  sizeof(uagraph_reference)));
   }
   const uagraph_reference& operator[](uint32_t id) const noexcept {
-    return blocks_[id >> kBlockBits][id & kBlockMask];
+    return *std::launder(reinterpret_cast<const uagraph_reference*>(
+        blocks_[id >> kBlockBits].get() +
+        std::size_t{id & kBlockMask} * sizeof(uagraph_reference)));
   }
   uint32_t size() const noexcept { return size_; }
   // A new record at the end; its id is the old size.
@@ -332,7 +345,9 @@ class uagraph_reference_pool {
  private:
   static constexpr uint32_t kBlockBits = 14;
   static constexpr uint32_t kBlockMask = (1u << kBlockBits) - 1;
-  std::vector<std::unique_ptr<uagraph_reference[]>> blocks_;
+  static_assert(std::is_trivially_destructible_v<uagraph_reference>);
+  static_assert(alignof(uagraph_reference) <= alignof(std::max_align_t));
+  std::vector<std::unique_ptr<std::byte[]>> blocks_;
   uint32_t size_ = 0;
 };
 

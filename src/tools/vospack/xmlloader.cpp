@@ -3,6 +3,7 @@
 #include "tools/vospack/xmlloader.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
@@ -59,8 +60,16 @@ const child_row* find_child_row(std::string_view name) {
 // `handle` with its row, any other is reported and skipped. Stops at the first child that
 // `handle` fails; returns 0 or UA_EBAD.
 template <class Handler>
-int for_each_child(const xml_node& root, const char* fn, Handler&& handle) {
+int for_each_child(xml_doc& doc, const xml_node& root, const char* fn, Handler&& handle) {
+  // The text behind is given back as the pass moves on (for a large mapped file).
+  const char* const text = doc.text().data();
+  std::size_t released = 0;
   for (const xml_node& child : root.children()) {
+    const auto at = static_cast<std::size_t>(child.name().data() - text);
+    if (at >= released + XML_RELEASE_STEP) {
+      xml_doc_release_text(doc, released, at);
+      released = at;
+    }
     const child_row* row = find_child_row(child.name());
     if (row == nullptr) {
       diag_debug_at(VOS_HERE, fn, &child, "Ignoring tag %.*s\n",
@@ -107,6 +116,105 @@ void report_no_element(const xml_doc& doc) {
 
 }  // namespace
 
+// The attributes and children of a node element that the node pass reads, found in one pass
+// over the element: for each name the first attribute (or child element) of that local name,
+// as a look-up by name would find it.
+struct xmlloader::node_parts {
+  enum attribute : uint8_t {
+    NodeId,
+    ParentNodeId,
+    BrowseName,
+    SymbolicName,
+    AccessRestrictions,
+    WriteMask,
+    HasNoPermissions,
+    EventNotifier,
+    DataType,
+    ValueRank,
+    ArrayDimensions,
+    Historizing,
+    AccessLevel,
+    MinimumSamplingInterval,
+    Executable,
+    MethodDeclarationId,
+    IsAbstract,
+    Symmetric,
+    attribute_count
+  };
+  enum child : uint8_t {
+    DisplayName,
+    Description,
+    Extensions,
+    RolePermissions,
+    Documentation,
+    Category,
+    Value,
+    InverseName,
+    Definition,
+    child_count
+  };
+
+  explicit node_parts(const xml_node& element) {
+    for (const xml_node& n : element.nodes()) {
+      if (n.is_attribute()) {
+        const int slot = attribute_slot(n.name());
+        if (slot >= 0 && attributes[slot] == nullptr) attributes[slot] = &n;
+      } else if (n.is_element()) {
+        const int slot = child_slot(n.name());
+        if (slot >= 0 && children[slot] == nullptr) children[slot] = &n;
+      }
+    }
+  }
+  const xml_node* operator[](attribute a) const { return attributes[a]; }
+  const xml_node* operator[](child c) const { return children[c]; }
+
+ private:
+  static int attribute_slot(std::string_view name) {
+    static constexpr std::pair<std::string_view, attribute> k_names[] = {
+        {"NodeId", NodeId},
+        {"ParentNodeId", ParentNodeId},
+        {"BrowseName", BrowseName},
+        {"SymbolicName", SymbolicName},
+        {"AccessRestrictions", AccessRestrictions},
+        {"WriteMask", WriteMask},
+        {"HasNoPermissions", HasNoPermissions},
+        {"EventNotifier", EventNotifier},
+        {"DataType", DataType},
+        {"ValueRank", ValueRank},
+        {"ArrayDimensions", ArrayDimensions},
+        {"Historizing", Historizing},
+        {"AccessLevel", AccessLevel},
+        {"MinimumSamplingInterval", MinimumSamplingInterval},
+        {"Executable", Executable},
+        {"MethodDeclarationId", MethodDeclarationId},
+        {"IsAbstract", IsAbstract},
+        {"Symmetric", Symmetric},
+    };
+    for (const auto& [text, slot] : k_names)
+      if (text == name) return slot;
+    return -1;
+  }
+  static int child_slot(std::string_view name) {
+    static constexpr std::pair<std::string_view, child> k_names[] = {
+        {"DisplayName", DisplayName},
+        {"Description", Description},
+        {"Extensions", Extensions},
+        {"RolePermissions", RolePermissions},
+        {"Documentation", Documentation},
+        {"Category", Category},
+        {"Value", Value},
+        {"InverseName", InverseName},
+        {"Definition", Definition},
+    };
+    for (const auto& [text, slot] : k_names)
+      if (text == name) return slot;
+    return -1;
+  }
+
+  std::array<const xml_node*, attribute_count> attributes{};
+  std::array<const xml_node*, child_count> children{};
+};
+
 xmlloader::xmlloader(uagraph& graph, nstable& namespaces)
     : graph_(graph), namespaces_(namespaces), values_(&namespaces) {}
 
@@ -115,8 +223,8 @@ void xmlloader::set_default_locale(std::string_view locale) {
 }
 
 int xmlloader::alias_find(std::string_view name) const {
-  const auto it = alias_index_.find(name);
-  return it == alias_index_.end() ? -1 : static_cast<int>(it->second);
+  const uint32_t index = alias_index_.find(name);
+  return index == string_index::k_none ? -1 : static_cast<int>(index);
 }
 
 void xmlloader::reset_file_state() {
@@ -125,30 +233,39 @@ void xmlloader::reset_file_state() {
   alias_index_.clear();
   placeholder_alias_ = -1;
   xml_to_run_.clear();
+  loaded_.clear();
 }
 
 int xmlloader::load_nodeset(const char* path, Md5* digest) {
   diag_debug_at(VOS_HERE, "xmlloader_load_nodeset", nullptr, "Parsing XML file '%s'\n", path);
-  xml_doc doc;
   int read_error = 0;
-  int ret = xml_doc_load_file(path, doc, &read_error);
+  int ret = xml_doc_load_file(path, doc_, &read_error);
   // Syntax errors have been reported with their place; a file that could not be read, only
   // here, so that a wrong path is told apart from a broken model.
   if (ret != 0 && read_error != 0) {
     diag_error(VOS_HERE, "xmlloader_load_nodeset", "cannot read '%s': %s\n", path,
                std::strerror(read_error));
   }
-  if (ret == 0) ret = load_document(doc);
-  if (ret == 0 && digest != nullptr) digest->update(doc.text());
+  if (ret == 0) ret = load_document(doc_);
+  if (ret == 0 && digest != nullptr) {
+    const std::string_view text = doc_.text();
+    constexpr std::size_t k_step = std::size_t{32} << 20;
+    for (std::size_t at = 0; at < text.size(); at += k_step) {
+      digest->update(text.substr(at, k_step));
+      xml_doc_release_text(doc_, at, at + k_step);
+    }
+  }
+  // The tree's memory stays for the next file; the text goes.
+  xml_doc_reset(doc_);
   return ret;
 }
 
 int xmlloader::load_nodeset_buffer(std::string_view text, const char* name) {
   diag_debug_at(VOS_HERE, "xmlloader_load_nodeset", nullptr, "Parsing XML file '%s'\n", name);
-  xml_doc doc;
-  const int ret = xml_doc_parse_buffer(text.data(), text.size(), doc, name);
-  if (ret != 0) return ret;
-  return load_document(doc);
+  int ret = xml_doc_parse_buffer(text.data(), text.size(), doc_, name);
+  if (ret == 0) ret = load_document(doc_);
+  xml_doc_reset(doc_);
+  return ret;
 }
 
 int xmlloader::load_document(xml_doc& doc) {
@@ -181,7 +298,7 @@ int xmlloader::load_document(xml_doc& doc) {
     result = UA_EBAD;
   } else {
     diag_debug_at(VOS_HERE, fn, nullptr, "3rd pass: loading nodes\n");
-    result = for_each_child(*root, fn, [this](const xml_node& child, const child_row& row) {
+    result = for_each_child(doc, *root, fn, [this](const xml_node& child, const child_row& row) {
       if (row.kind == child_kind::aliases) return load_aliases(&child);
       if (row.kind == child_kind::node) return load_node(&child, row.nodeclass);
       return 0;
@@ -189,8 +306,11 @@ int xmlloader::load_document(xml_doc& doc) {
   }
   if (result == 0) {
     diag_debug_at(VOS_HERE, fn, nullptr, "4th pass: loading references\n");
-    result = for_each_child(*root, fn, [this](const xml_node& child, const child_row& row) {
-      return row.kind == child_kind::node ? load_node_refs(&child) : 0;
+    // The node pass made the nodes of these elements in this order.
+    std::size_t next = 0;
+    result = for_each_child(doc, *root, fn, [&](const xml_node& child, const child_row& row) {
+      if (row.kind != child_kind::node) return 0;
+      return load_node_refs(&child, *graph_.node_at(loaded_[next++]));
     });
   }
   // The aliases are slices of this document: gone with it.
@@ -381,7 +501,7 @@ int xmlloader::load_aliases(const xml_node* aliases) {
     const int ret = parse_nodeid(&alias, id);
     if (ret < 0) return ret;
     if (key == "Placeholder") placeholder_alias_ = static_cast<int>(aliases_.size());
-    alias_index_.try_emplace(key, static_cast<uint32_t>(aliases_.size()));
+    alias_index_.insert(key, static_cast<uint32_t>(aliases_.size()));
     aliases_.emplace_back(key, std::move(id));
     if (aliases_.size() >= XMLLOADER_MAX_ALIASES) {
       diag_error_at(4002, VOS_HERE, "load_aliases", &alias,
@@ -392,15 +512,16 @@ int xmlloader::load_aliases(const xml_node* aliases) {
   return 0;
 }
 
-int xmlloader::load_node_attributes(const xml_node* element, uagraph_node& node) {
+int xmlloader::load_node_attributes(const xml_node* element, const node_parts& parts,
+                                    uagraph_node& node) {
   static constexpr const char* fn = "load_node";
-  const xml_node* nodeid = element->find_attribute("NodeId");
+  const xml_node* nodeid = parts[node_parts::NodeId];
   int ret = parse_nodeid(nodeid, node.NodeId);
   if (ret < 0) {
     diag_error_at(4005, VOS_HERE, fn, nodeid, "Parsing NodeId failed.");
     return ret;
   }
-  if (const xml_node* parent = element->find_attribute("ParentNodeId")) {
+  if (const xml_node* parent = parts[node_parts::ParentNodeId]) {
     ua_nodeid id;
     ret = parse_nodeid(parent, id);
     if (ret < 0) {
@@ -409,29 +530,28 @@ int xmlloader::load_node_attributes(const xml_node* element, uagraph_node& node)
     }
     node.extra_mut().ParentNodeId = std::move(id);
   }
-  const xml_node* browse = element->find_attribute("BrowseName");
+  const xml_node* browse = parts[node_parts::BrowseName];
   ret = parse_qname(browse, node.BrowseName);
   if (ret < 0) {
     diag_error_at(4006, VOS_HERE, fn, browse, "Parsing BrowseName failed.");
     return ret;
   }
-  ret = parse_localizedtext(element, "DisplayName", node.DisplayName);
+  ret = parse_localizedtext(parts[node_parts::DisplayName], node.DisplayName);
   if (ret < 0) {
-    diag_error_at(4029, VOS_HERE, fn, element->find_child("DisplayName"),
+    diag_error_at(4029, VOS_HERE, fn, parts[node_parts::DisplayName],
                   "Parsing DisplayName failed.");
     return ret;
   }
-  if (element->find_child("Description") != nullptr) {
+  if (const xml_node* description = parts[node_parts::Description]) {
     ua_localizedtext text;
-    ret = parse_localizedtext(element, "Description", text);
+    ret = parse_localizedtext(description, text);
     if (ret < 0) {
-      diag_error_at(4029, VOS_HERE, fn, element->find_child("Description"),
-                    "Parsing Description element failed.");
+      diag_error_at(4029, VOS_HERE, fn, description, "Parsing Description element failed.");
       return ret;
     }
     node.extra_mut().Description = std::move(text);
   }
-  if (const xml_node* sym = element->find_attribute("SymbolicName")) {
+  if (const xml_node* sym = parts[node_parts::SymbolicName]) {
     ua_string name;
     ret = parse_symbolicname(sym, name);
     if (ret < 0) {
@@ -441,14 +561,14 @@ int xmlloader::load_node_attributes(const xml_node* element, uagraph_node& node)
     node.extra_mut().SymbolicName = std::move(name);
   }
   uint16_t restrictions = 0;
-  ret = attr_uint16(element, "AccessRestrictions", restrictions, 4026, "invalid uint16\n");
+  ret = attr_uint16(parts[node_parts::AccessRestrictions], restrictions, 4026, "invalid uint16\n");
   if (ret < 0) {
-    diag_error_at(4026, VOS_HERE, fn, element->find_attribute("AccessRestrictions"),
+    diag_error_at(4026, VOS_HERE, fn, parts[node_parts::AccessRestrictions],
                   "Parsing AccessRestrictions failed.");
     return ret;
   }
   if (ret == 0) node.set_access_restrictions(restrictions);
-  if (const xml_node* ext = element->find_child("Extensions")) {
+  if (const xml_node* ext = parts[node_parts::Extensions]) {
     const xml_node* first = ext->first_child();
     if (first != nullptr && first->name() == "RTAddress") {
       std::string_view text;
@@ -461,14 +581,14 @@ int xmlloader::load_node_attributes(const xml_node* element, uagraph_node& node)
       node.extra_mut().extensions.emplace_back(trim(ext->value()));
     }
   }
-  if (const xml_node* rp = element->find_child("RolePermissions")) {
+  if (const xml_node* rp = parts[node_parts::RolePermissions]) {
     ret = parse_rolepermissions(rp, node.extra_mut().RolePermissions);
     if (ret < 0) {
       diag_error_at(4025, VOS_HERE, fn, rp, "Parsing RolePermissions failed.");
       return ret;
     }
   }
-  if (const xml_node* doc = element->find_child("Documentation")) {
+  if (const xml_node* doc = parts[node_parts::Documentation]) {
     std::string_view text;
     if (text_of(doc, text) != 0) {
       diag_error_at(4030, VOS_HERE, fn, doc, "Parsing Documentation element failed.");
@@ -476,19 +596,19 @@ int xmlloader::load_node_attributes(const xml_node* element, uagraph_node& node)
     }
     node.extra_mut().Documentation.assign(text);
   }
-  ret = attr_uint32(element, "WriteMask", node.WriteMask, 4027, "xml_strtoint32 conversion failed");
+  ret = attr_uint32(parts[node_parts::WriteMask], node.WriteMask, 4027,
+                    "xml_strtoint32 conversion failed");
   if (ret < 0) {
-    diag_error_at(4027, VOS_HERE, fn, element->find_attribute("WriteMask"),
-                  "Parsing WriteMask failed.");
+    diag_error_at(4027, VOS_HERE, fn, parts[node_parts::WriteMask], "Parsing WriteMask failed.");
     return ret;
   }
-  node.HasNoPermissions = attr_bool(element, "HasNoPermissions", false);
+  node.HasNoPermissions = attr_bool(parts[node_parts::HasNoPermissions], false);
   if (node.HasNoPermissions && node.rolepermission_count() > 0) {
     diag_error_at(4028, VOS_HERE, fn, element,
                   "invalid nodeset: node has RolePermissions, but attribute HasNoPermissions=true");
     return UA_EBAD;
   }
-  for (const xml_node* cat = element->find_child("Category"); cat != nullptr;
+  for (const xml_node* cat = parts[node_parts::Category]; cat != nullptr;
        cat = cat->find_next_sibling("Category")) {
     std::string_view text;
     if (text_of(cat, text) != 0) continue;
@@ -497,20 +617,22 @@ int xmlloader::load_node_attributes(const xml_node* element, uagraph_node& node)
   return 0;
 }
 
-int xmlloader::load_class_attributes(const xml_node* element, uagraph_node& node) {
+int xmlloader::load_class_attributes(const xml_node* element, const node_parts& parts,
+                                     uagraph_node& node) {
   static constexpr const char* fn = "load_node";
   int ret = 0;
   // DataType, array information and value of a Variable or VariableType.
   const auto variable_common = [&](ua_nodeid& datatype, uagraph_arrayinfo& info) {
-    int r = resolve_nodeid(element, "DataType", datatype);
+    int r = resolve_nodeid(parts[node_parts::DataType], datatype);
     if (r == 1) {
       datatype = ua_nodeid(0, k_id_basedatatype);
     } else if (r < 0) {
-      diag_error_at(4005, VOS_HERE, fn, element->find_attribute("DataType"),
+      diag_error_at(4005, VOS_HERE, fn, parts[node_parts::DataType],
                     "Parsing DataType nodeid failed.");
       return r;
     }
-    r = parse_array_info(element, info, 4010, "parse_array_info");
+    r = parse_array_info(parts[node_parts::ValueRank], parts[node_parts::ArrayDimensions], info,
+                         4010, "parse_array_info");
     if (r < 0) {
       diag_error_at(4010, VOS_HERE, fn, element, "Parsing array information failed.");
       return r;
@@ -518,9 +640,9 @@ int xmlloader::load_class_attributes(const xml_node* element, uagraph_node& node
     return 0;
   };
   const auto read_value = [&](ua_variant& value) {
-    const int r = values_.get_variant(element, "Value", value);
+    const int r = values_.get_variant(parts[node_parts::Value], {}, value);
     if (r < 0) {
-      diag_error_at(4032, VOS_HERE, fn, element->find_child("Value"), "Parsing Value failed.");
+      diag_error_at(4032, VOS_HERE, fn, parts[node_parts::Value], "Parsing Value failed.");
       return r;
     }
     return 0;
@@ -529,9 +651,9 @@ int xmlloader::load_class_attributes(const xml_node* element, uagraph_node& node
   switch (node.nodeclass()) {
     case UA_NODECLASS_OBJECT: {
       auto& obj = *node.as<UAObject>();
-      ret = attr_uint8(element, "EventNotifier", obj.EventNotifier, 4009);
+      ret = attr_uint8(parts[node_parts::EventNotifier], obj.EventNotifier, 4009);
       if (ret < 0) {
-        diag_error_at(4009, VOS_HERE, fn, element->find_attribute("EventNotifier"),
+        diag_error_at(4009, VOS_HERE, fn, parts[node_parts::EventNotifier],
                       "Parsing EventNotifier failed.");
         return ret;
       }
@@ -540,14 +662,14 @@ int xmlloader::load_class_attributes(const xml_node* element, uagraph_node& node
     case UA_NODECLASS_VARIABLE: {
       auto& var = *node.as<UAVariable>();
       if ((ret = variable_common(var.DataType, var.ArrayInfo)) < 0) return ret;
-      var.Historizing = attr_bool(element, "Historizing", false);
-      ret = attr_uint8(element, "AccessLevel", var.AccessLevel, 4007);
+      var.Historizing = attr_bool(parts[node_parts::Historizing], false);
+      ret = attr_uint8(parts[node_parts::AccessLevel], var.AccessLevel, 4007);
       if (ret < 0) {
-        diag_error_at(4007, VOS_HERE, fn, element->find_attribute("AccessLevel"),
+        diag_error_at(4007, VOS_HERE, fn, parts[node_parts::AccessLevel],
                       "Parsing AccessLevel failed.");
         return ret;
       }
-      if (const xml_node* msi = element->find_attribute("MinimumSamplingInterval")) {
+      if (const xml_node* msi = parts[node_parts::MinimumSamplingInterval]) {
         const std::string text(msi->value());
         errno = 0;
         const double v = std::strtod(text.c_str(), nullptr);
@@ -562,28 +684,28 @@ int xmlloader::load_class_attributes(const xml_node* element, uagraph_node& node
     }
     case UA_NODECLASS_METHOD: {
       auto& m = *node.as<UAMethod>();
-      m.Executable = attr_bool(element, "Executable", true);
-      if (const xml_node* decl = element->find_attribute("MethodDeclarationId")) {
+      m.Executable = attr_bool(parts[node_parts::Executable], true);
+      if (const xml_node* decl = parts[node_parts::MethodDeclarationId]) {
         parse_nodeid(decl, m.MethodDeclarationId);  // a failure is ignored
       }
       return 0;
     }
     case UA_NODECLASS_OBJECTTYPE:
-      node.as<UAObjectType>()->IsAbstract = attr_bool(element, "IsAbstract", false);
+      node.as<UAObjectType>()->IsAbstract = attr_bool(parts[node_parts::IsAbstract], false);
       return 0;
     case UA_NODECLASS_VARIABLETYPE: {
       auto& vt = *node.as<UAVariableType>();
       if ((ret = variable_common(vt.DataType, vt.ArrayInfo)) < 0) return ret;
-      vt.IsAbstract = attr_bool(element, "IsAbstract", false);
+      vt.IsAbstract = attr_bool(parts[node_parts::IsAbstract], false);
       return read_value(vt.Value);
     }
     case UA_NODECLASS_REFERENCETYPE: {
       auto& rt = *node.as<UAReferenceType>();
-      rt.IsAbstract = attr_bool(element, "IsAbstract", false);
-      rt.Symmetric = attr_bool(element, "Symmetric", false);
-      ret = parse_localizedtext(element, "InverseName", rt.InverseName);
+      rt.IsAbstract = attr_bool(parts[node_parts::IsAbstract], false);
+      rt.Symmetric = attr_bool(parts[node_parts::Symmetric], false);
+      ret = parse_localizedtext(parts[node_parts::InverseName], rt.InverseName);
       if (ret < 0) {
-        diag_error_at(4029, VOS_HERE, fn, element->find_child("InverseName"),
+        diag_error_at(4029, VOS_HERE, fn, parts[node_parts::InverseName],
                       "Parsing InverseName failed.");
         return ret;
       }
@@ -592,10 +714,10 @@ int xmlloader::load_class_attributes(const xml_node* element, uagraph_node& node
     }
     case UA_NODECLASS_DATATYPE: {
       auto& dt = *node.as<UADataType>();
-      dt.IsAbstract = attr_bool(element, "IsAbstract", false);
-      ret = parse_definition(element->find_child("Definition"), dt.Definition);
+      dt.IsAbstract = attr_bool(parts[node_parts::IsAbstract], false);
+      ret = parse_definition(parts[node_parts::Definition], dt.Definition);
       if (ret < 0) {
-        diag_error_at(4012, VOS_HERE, fn, element->find_child("Definition"), "Invalid Definition");
+        diag_error_at(4012, VOS_HERE, fn, parts[node_parts::Definition], "Invalid Definition");
         return ret;
       }
       return 0;
@@ -607,28 +729,29 @@ int xmlloader::load_class_attributes(const xml_node* element, uagraph_node& node
 }
 
 int xmlloader::load_node(const xml_node* element, uint32_t nodeclass) {
-  if (element->find_attribute("NodeId") == nullptr ||
-      element->find_attribute("BrowseName") == nullptr ||
-      element->find_child("DisplayName") == nullptr) {
+  const node_parts parts(*element);
+  if (parts[node_parts::NodeId] == nullptr || parts[node_parts::BrowseName] == nullptr ||
+      parts[node_parts::DisplayName] == nullptr) {
     return UA_EBAD;
   }
   uagraph_node_ptr node = uagraph::node_new(nodeclass);
   if (!node) return UA_EBAD;
-  int ret = load_node_attributes(element, *node);
+  int ret = load_node_attributes(element, parts, *node);
   if (ret < 0) return ret;
-  ret = load_class_attributes(element, *node);
+  ret = load_class_attributes(element, parts, *node);
   if (ret < 0) return ret;
 
   uagraph_node* added = node.get();
   ret = graph_.node_add(std::move(node));
   if (ret == UA_EBADDUPLICATEENTRY) {
     // The second node of that id is dropped, and the file refused.
-    const xml_node* id = element->find_attribute("NodeId");
+    const xml_node* id = parts[node_parts::NodeId];
     diag_error_at(4005, VOS_HERE, "load_node", id, "A node with the NodeId %.*s exists already.\n",
                   static_cast<int>(id->value().size()), id->value().data());
     return UA_EBAD;
   }
   if (ret != 0) return ret;
+  loaded_.push_back(added->node_index());
   if (nodeclass == UA_NODECLASS_DATATYPE) datatypes_.push_back(added->node_index());
   return 0;
 }
@@ -660,7 +783,7 @@ int xmlloader::load_node_refs(const xml_node* element) {
     return UA_EBAD;
   }
   ua_nodeid id;
-  int ret = parse_nodeid(attr, id);
+  const int ret = parse_nodeid(attr, id);
   if (ret < 0) {
     diag_error_at(4005, VOS_HERE, fn, attr, "parse_nodeid failed.");
     return ret;
@@ -670,13 +793,18 @@ int xmlloader::load_node_refs(const xml_node* element) {
     diag_error_at(4017, VOS_HERE, fn, attr, "No node found with this nodeid.");
     return UA_EBAD;
   }
+  return load_node_refs(element, *node);
+}
+
+int xmlloader::load_node_refs(const xml_node* element, uagraph_node& node) {
+  static constexpr const char* fn = "load_node_refs";
   const xml_node* refs = element->find_child("References");
   if (refs == nullptr) return 0;
   ua_nodeid target_id;
   ua_nodeid reftype_id;
   for (const xml_node& ref : refs->children()) {
     bool forward = true;
-    ret = load_ref(&ref, target_id, reftype_id, forward);
+    int ret = load_ref(&ref, target_id, reftype_id, forward);
     if (ret < 0) {
       diag_error_at(4005, VOS_HERE, fn, &ref, "load_ref failed.");
       return ret;
@@ -692,8 +820,8 @@ int xmlloader::load_node_refs(const xml_node* element) {
       diag_error_at(4017, VOS_HERE, fn, &ref, "No node found with this referencetype.");
       return UA_EBAD;
     }
-    ret = forward ? graph_.reference_add(*node, *target, *reftype)
-                  : graph_.reference_add(*target, *node, *reftype);
+    ret = forward ? graph_.reference_add(node, *target, *reftype)
+                  : graph_.reference_add(*target, node, *reftype);
     if (ret != 0) {
       diag_error_at(4018, VOS_HERE, fn, &ref, "Adding reference failed.");
       return ret;

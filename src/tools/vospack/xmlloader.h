@@ -16,7 +16,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "tools/vospack/nstable.h"
@@ -24,6 +23,7 @@
 #include "tools/vospack/xmlvalueparser.h"
 #include "uabase/types.h"
 #include "util/md5.h"
+#include "util/string_index.h"
 #include "util/xml.h"
 
 namespace vos {
@@ -81,27 +81,43 @@ class xmlloader {
   // The attribute of that name (or the element's own text for an empty name), through the
   // aliases of the current file first.
   int resolve_nodeid(const xml_node* element, std::string_view attribute, ua_nodeid& out);
+  // The same for an attribute or element already found; 1 when it is null.
+  int resolve_nodeid(const xml_node* node, ua_nodeid& out);
   int parse_qname(const xml_node* node, ua_qualifiedname& out);
   // The localized text from the children of `element` named `name`.
   int parse_localizedtext(const xml_node* element, std::string_view name, ua_localizedtext& out);
+  // The same from the first such child and its later siblings of its name; 1 when it is null.
+  int parse_localizedtext(const xml_node* first, ua_localizedtext& out);
   int parse_symbolicname(const xml_node* attribute, ua_string& out);
   int parse_array_info(const xml_node* element, uagraph_arrayinfo& out, int error_number,
                        const char* operation);
+  // The same from the ValueRank and ArrayDimensions attributes (each may be null).
+  int parse_array_info(const xml_node* value_rank, const xml_node* dimensions,
+                       uagraph_arrayinfo& out, int error_number, const char* operation);
   int parse_rolepermissions(const xml_node* element, std::vector<uagraph_rolepermission>& out);
   int parse_definition(const xml_node* element, uagraph_definition& out);
 
  private:
+  struct node_parts;
   int load_document(xml_doc& doc);
-  int load_node_attributes(const xml_node* element, uagraph_node& node);
-  int load_class_attributes(const xml_node* element, uagraph_node& node);
+  int load_node_attributes(const xml_node* element, const node_parts& parts, uagraph_node& node);
+  int load_class_attributes(const xml_node* element, const node_parts& parts, uagraph_node& node);
+  // The reference pass for a node element whose node is known.
+  int load_node_refs(const xml_node* element, uagraph_node& node);
   int parse_definition_field(const xml_node* field, uagraph_definition& def);
   void complete_datatypes();
   void reset_file_state();
 
   // Texts: decoded when they hold '&' (at most 255 bytes), else the slice itself.
   int text_of(const xml_node* node, std::string_view& out);
-  // Number attributes with their defaults. Return 0, 1 (absent) or negative after the report.
+  // Number attributes with their defaults, by name or as found (null: absent). Return 0,
+  // 1 (absent) or negative after the report.
   int attr_uint8(const xml_node* element, std::string_view name, uint8_t& out, int number);
+  int attr_uint8(const xml_node* attribute, uint8_t& out, int number);
+  int attr_uint16(const xml_node* attribute, uint16_t& out, int number, const char* message);
+  int attr_uint32(const xml_node* attribute, uint32_t& out, int number, const char* message);
+  int attr_int32(const xml_node* attribute, int32_t& out, int number, const char* message);
+  static bool attr_bool(const xml_node* attribute, bool fallback);
   int attr_uint16(const xml_node* element, std::string_view name, uint16_t& out, int number,
                   const char* message);
   int attr_uint32(const xml_node* element, std::string_view name, uint32_t& out, int number,
@@ -114,18 +130,22 @@ class xmlloader {
   uagraph& graph_;
   nstable& namespaces_;
   xmlvalueparser values_;
+  // One document for every file: its node memory is reused.
+  xml_doc doc_;
   std::string default_locale_ = "auto";
 
   // Per file.
   xmlloader_model model_;
   std::vector<std::pair<std::string_view, ua_nodeid>> aliases_;
-  std::unordered_map<std::string_view, uint32_t> alias_index_;
+  string_index alias_index_;
   int placeholder_alias_ = -1;
   std::vector<uint32_t> xml_to_run_;  // file namespace index -> run index (UINT32_MAX: none)
   bool ignore_version_check_ = false;
   char decode_buf_[256] = {};  // the last decoded text
   std::string text_buf_;       // the last text joined from pieces
 
+  // Per file: the nodes of the node pass in document order, for the reference pass.
+  std::vector<uint32_t> loaded_;
   // Across files: the DataType nodes, for the completion after each file.
   std::vector<uint32_t> datatypes_;
 };

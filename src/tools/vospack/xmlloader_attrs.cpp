@@ -83,7 +83,10 @@ int xmlloader::parse_nodeid(const xml_node* node, ua_nodeid& out) {
 }
 
 int xmlloader::resolve_nodeid(const xml_node* element, std::string_view attribute, ua_nodeid& out) {
-  const xml_node* node = attribute.empty() ? element : element->find_attribute(attribute);
+  return resolve_nodeid(attribute.empty() ? element : element->find_attribute(attribute), out);
+}
+
+int xmlloader::resolve_nodeid(const xml_node* node, ua_nodeid& out) {
   if (node == nullptr) return 1;
   const int alias = alias_find(node->value());
   if (alias >= 0) {
@@ -126,12 +129,15 @@ int xmlloader::parse_qname(const xml_node* node, ua_qualifiedname& out) {
 
 int xmlloader::parse_localizedtext(const xml_node* element, std::string_view name,
                                    ua_localizedtext& out) {
-  const xml_node* first = nullptr;
+  return parse_localizedtext(element->find_child(name), out);
+}
+
+int xmlloader::parse_localizedtext(const xml_node* first, ua_localizedtext& out) {
+  if (first == nullptr) return 1;
   const xml_node* chosen = nullptr;
   const xml_node* chosen_locale = nullptr;
-  for (const xml_node* c = element->find_child(name); c != nullptr;
-       c = c->find_next_sibling(name)) {
-    if (first == nullptr) first = c;
+  const std::string_view name = first->name();
+  for (const xml_node* c = first; c != nullptr; c = c->find_next_sibling(name)) {
     const xml_node* locale = c->find_attribute("Locale");
     if (locale == nullptr || locale->value().empty()) {
       chosen = c;
@@ -151,7 +157,6 @@ int xmlloader::parse_localizedtext(const xml_node* element, std::string_view nam
       break;
     }
   }
-  if (first == nullptr) return 1;
   if (chosen == nullptr) {
     // None in the wanted locale: the first one serves.
     chosen = first;
@@ -196,13 +201,19 @@ int xmlloader::parse_symbolicname(const xml_node* attribute, ua_string& out) {
 }
 
 bool xmlloader::attr_bool(const xml_node* element, std::string_view name, bool fallback) const {
-  const xml_node* a = element->find_attribute(name);
-  return a == nullptr ? fallback : xml_string_is_true(a->value());
+  return attr_bool(element->find_attribute(name), fallback);
+}
+
+bool xmlloader::attr_bool(const xml_node* attribute, bool fallback) {
+  return attribute == nullptr ? fallback : xml_string_is_true(attribute->value());
 }
 
 int xmlloader::attr_uint8(const xml_node* element, std::string_view name, uint8_t& out,
                           int number) {
-  const xml_node* a = element->find_attribute(name);
+  return attr_uint8(element->find_attribute(name), out, number);
+}
+
+int xmlloader::attr_uint8(const xml_node* a, uint8_t& out, int number) {
   if (a == nullptr) return 1;
   // At most 255 characters of the text are read.
   char buf[256];
@@ -224,7 +235,10 @@ int xmlloader::attr_uint8(const xml_node* element, std::string_view name, uint8_
 
 int xmlloader::attr_uint16(const xml_node* element, std::string_view name, uint16_t& out,
                            int number, const char* message) {
-  const xml_node* a = element->find_attribute(name);
+  return attr_uint16(element->find_attribute(name), out, number, message);
+}
+
+int xmlloader::attr_uint16(const xml_node* a, uint16_t& out, int number, const char* message) {
   if (a == nullptr) return 1;
   uint16_t v = 0;
   const int ret = ua_strtouint16(a->value(), nullptr, 10, v);
@@ -238,7 +252,10 @@ int xmlloader::attr_uint16(const xml_node* element, std::string_view name, uint1
 
 int xmlloader::attr_uint32(const xml_node* element, std::string_view name, uint32_t& out,
                            int number, const char* message) {
-  const xml_node* a = element->find_attribute(name);
+  return attr_uint32(element->find_attribute(name), out, number, message);
+}
+
+int xmlloader::attr_uint32(const xml_node* a, uint32_t& out, int number, const char* message) {
   if (a == nullptr) return 1;
   uint32_t v = 0;
   const int ret = ua_strtouint32(a->value(), nullptr, 10, v);
@@ -252,7 +269,10 @@ int xmlloader::attr_uint32(const xml_node* element, std::string_view name, uint3
 
 int xmlloader::attr_int32(const xml_node* element, std::string_view name, int32_t& out, int number,
                           const char* message) {
-  const xml_node* a = element->find_attribute(name);
+  return attr_int32(element->find_attribute(name), out, number, message);
+}
+
+int xmlloader::attr_int32(const xml_node* a, int32_t& out, int number, const char* message) {
   if (a == nullptr) return 1;
   int32_t v = 0;
   const int ret = ua_strtoint32(a->value(), nullptr, 10, v);
@@ -266,14 +286,18 @@ int xmlloader::attr_int32(const xml_node* element, std::string_view name, int32_
 
 int xmlloader::parse_array_info(const xml_node* element, uagraph_arrayinfo& out, int error_number,
                                 const char* operation) {
+  return parse_array_info(element->find_attribute("ValueRank"),
+                          element->find_attribute("ArrayDimensions"), out, error_number, operation);
+}
+
+int xmlloader::parse_array_info(const xml_node* value_rank, const xml_node* dims,
+                                uagraph_arrayinfo& out, int error_number, const char* operation) {
   int32_t rank = -1;
-  int ret =
-      attr_int32(element, "ValueRank", rank, error_number, "util_strtoint32 conversion failed");
+  int ret = attr_int32(value_rank, rank, error_number, "util_strtoint32 conversion failed");
   if (ret < 0) return ret;
   out.ValueRank = rank;
   out.set_ArrayDimensions({});
   if (rank < 1) return 0;
-  const xml_node* dims = element->find_attribute("ArrayDimensions");
   if (dims == nullptr) return 0;
   const std::string_view text = dims->value();
   if (text.size() >= 32) {
