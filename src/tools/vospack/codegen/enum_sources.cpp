@@ -81,6 +81,15 @@ int names_of(const codegen_context& ctx, UADataType& type, optionset_names& n,
   return ctx.c_names(type, n.c_type, n.base, function);
 }
 
+// What both option-set writers start with: the checked base identifier (or -1 after the
+// message) and the names.
+int64_t optionset_prologue(const codegen_context& ctx, UADataType& type, optionset_names& n,
+                           const char* function) {
+  const int64_t base_id = checked_optionset_base(ctx, type, function);
+  if (base_id < 0 || names_of(ctx, type, n, function) != 0) return -1;
+  return base_id;
+}
+
 // The bit enumeration of an option set.
 int output_c_optionset_values(const codegen_context& ctx, output_file& out, UADataType& type,
                               const optionset_names& n) {
@@ -181,10 +190,9 @@ int output_c_enumtype(const codegen_context& ctx, output_file& out, UADataType& 
 
 int output_c_optionset(const codegen_context& ctx, output_file& out, UADataType& type) {
   constexpr const char* kFunction = "output_c_optionset";
-  const int64_t base_id = checked_optionset_base(ctx, type, kFunction);
-  if (base_id < 0) return -1;
   optionset_names n;
-  if (names_of(ctx, type, n, kFunction) != 0) return -1;
+  const int64_t base_id = optionset_prologue(ctx, type, n, kFunction);
+  if (base_id < 0) return -1;
   if (uagraph_node* super = ctx.optionset_base_of(type).subtype_of; super != nullptr) {
     const std::string_view super_name = ctx.symbolic_name(*super, kFunction);
     out.print("/* This optionset is a subtype of %.*s */\n", static_cast<int>(super_name.size()),
@@ -217,10 +225,9 @@ int output_c_optionset(const codegen_context& ctx, output_file& out, UADataType&
 
 int output_c_optionset_impl(const codegen_context& ctx, output_file& out, UADataType& type) {
   constexpr const char* kFunction = "output_c_optionset_impl";
-  const int64_t base_id = checked_optionset_base(ctx, type, kFunction);
-  if (base_id < 0) return -1;
   optionset_names n;
-  if (names_of(ctx, type, n, kFunction) != 0) return -1;
+  const int64_t base_id = optionset_prologue(ctx, type, n, kFunction);
+  if (base_id < 0) return -1;
   const char* b = n.base.c_str();
   const char* t = n.c_type.c_str();
   out.print("#include <uabase/type_identifier.h>\n#include \"%s.h\"\n\n", cg_lower(n.name).c_str());
