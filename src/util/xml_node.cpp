@@ -21,7 +21,7 @@ char g_location[512];
 // Blocks of this size and more are aligned to it and offered huge pages, as long as the
 // tree's blocks stay within the limit.
 constexpr std::size_t k_huge_block = std::size_t{2} << 20;
-constexpr std::size_t k_huge_limit = std::size_t{64} << 20;
+constexpr std::size_t k_huge_limit = std::size_t{1} << 30;
 // The first block of a document; later ones grow with the tree.
 constexpr std::size_t k_first_block = detail::XML_CHUNK_BYTES;
 // Node memory and read buffers up to this size are kept for the next document.
@@ -39,9 +39,9 @@ bool xml_node_pool::add_block(std::size_t bytes) {
   bytes = (bytes + XML_CHUNK_BYTES - 1) & ~(XML_CHUNK_BYTES - 1);
   const std::size_t count = bytes / XML_CHUNK_BYTES;
   if (chunks_.size() + count > (std::size_t{1} << (32 - XML_CHUNK_SHIFT))) return false;
-  // Huge pages spare a mid-sized tree most of its page faults. A giant tree is left to
-  // ordinary pages: finding hundreds of free huge pages can stall the run while the kernel
-  // compacts memory, and ordinary pages cost the same zeroing without that risk.
+  // Huge pages spare a tree most of its page faults. Past a gigabyte the tree is left to
+  // ordinary pages: finding hundreds of free huge pages more can stall the run while the
+  // kernel compacts memory, and ordinary pages cost the same zeroing without that risk.
   const bool huge = bytes >= k_huge_block && capacity() + bytes <= k_huge_limit;
   if (huge) bytes = (bytes + k_huge_block - 1) & ~(k_huge_block - 1);
   auto* raw =
