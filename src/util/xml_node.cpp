@@ -18,8 +18,10 @@ namespace {
 
 char g_location[512];
 
-// Blocks of this size and more are aligned to it and offered huge pages.
+// Blocks of this size and more are aligned to it and offered huge pages, as long as the
+// tree's blocks stay within the limit.
 constexpr std::size_t k_huge_block = std::size_t{2} << 20;
+constexpr std::size_t k_huge_limit = std::size_t{1} << 30;
 // The first block of a document; later ones grow with the tree.
 constexpr std::size_t k_first_block = detail::XML_CHUNK_BYTES;
 // Node memory and read buffers up to this size are kept for the next document.
@@ -37,7 +39,10 @@ bool xml_node_pool::add_block(std::size_t bytes) {
   bytes = (bytes + XML_CHUNK_BYTES - 1) & ~(XML_CHUNK_BYTES - 1);
   const std::size_t count = bytes / XML_CHUNK_BYTES;
   if (chunks_.size() + count > (std::size_t{1} << (32 - XML_CHUNK_SHIFT))) return false;
-  const bool huge = bytes >= k_huge_block;
+  // Huge pages spare a tree most of its page faults. Past a gigabyte the tree is left to
+  // ordinary pages: finding hundreds of free huge pages more can stall the run while the
+  // kernel compacts memory, and ordinary pages cost the same zeroing without that risk.
+  const bool huge = bytes >= k_huge_block && capacity() + bytes <= k_huge_limit;
   if (huge) bytes = (bytes + k_huge_block - 1) & ~(k_huge_block - 1);
   auto* raw =
       static_cast<std::byte*>(std::aligned_alloc(huge ? k_huge_block : XML_CHUNK_BYTES, bytes));

@@ -132,6 +132,7 @@ class converter {
   void append_id(const ua_nodeid& id) {
     const std::size_t at = line_.size();
     ua_nodeid_append_text(line_, id);
+    if (id.is_numeric()) return;  // digits only
     const std::size_t nul = std::string_view(line_).find('\0', at);
     if (nul != std::string::npos) line_.resize(nul);
   }

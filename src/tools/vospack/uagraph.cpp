@@ -127,9 +127,10 @@ class record_arena {
       return p;
     }
     if (left_ < size) {
-      // A small graph stays in the first block, of ordinary pages; a large one gets huge pages
-      // (a refusal only costs page faults).
-      const bool huge = !blocks_.empty();
+      // A small graph stays in the first block, of ordinary pages; a larger one gets huge
+      // pages (a refusal only costs page faults), up to a gigabyte, past which finding free
+      // huge pages could stall the run while the kernel compacts memory.
+      const bool huge = !blocks_.empty() && blocks_.size() * k_block <= k_huge_limit;
       const std::size_t bytes = huge ? k_block : k_first_block;
       auto* block = static_cast<std::byte*>(huge ? std::aligned_alloc(k_block, k_block)
                                                  : std::malloc(k_first_block));
@@ -158,6 +159,7 @@ class record_arena {
   static constexpr bool k_on_heap = VOS_RECORDS_ON_HEAP != 0;
   static constexpr std::size_t k_first_block = std::size_t{1} << 20;
   static constexpr std::size_t k_block = std::size_t{2} << 20;
+  static constexpr std::size_t k_huge_limit = std::size_t{1} << 30;
   static constexpr std::size_t k_align = alignof(std::max_align_t);
   static constexpr std::size_t k_largest = 256;
   static constexpr std::size_t round(std::size_t size) {
