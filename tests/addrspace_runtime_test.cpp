@@ -107,6 +107,13 @@ TEST_F(AddrspaceRuntime, NamespaceZeroAndDiWithDescriptions) {
   prove({kNs0, kDi}, {"-u", kDiUri}, {"-d"});
 }
 
+// Stripping keeps what the kept nodes use, also the data types of a kept structure's fields
+// (and theirs in turn): the tree compiles, and no definition of the file points at a
+// removed type.
+TEST_F(AddrspaceRuntime, StrippedTypes) {
+  prove({kNs0, kDi}, {"-s", "-u", kDiUri});
+}
+
 TEST_F(AddrspaceRuntime, MachineryWithTheModelsItNeeds) {
   prove({kNs0, kDi, "Opc.Ua.IA.NodeSet2.xml", "Opc.Ua.Machinery.NodeSet2.xml"},
         {"-u", kDiUri, "-u", "http://opcfoundation.org/UA/IA/;ia", "-u",

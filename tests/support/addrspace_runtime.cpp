@@ -362,6 +362,29 @@ std::string chains_in_another_order(const reference_chains& runtime, const refer
          out.str();
 }
 
+// Fields of the file's definitions whose data type lies in a namespace of the file but is
+// not among its nodes.
+std::string dangling_field_types(const ua_file_contents& f) {
+  std::set<uint16_t> written;
+  for (const ua_file_namespace& ns : f.models) written.insert(ns.index);
+  std::set<std::string> nodes;
+  for (const ua_file_read_node& n : f.nodes) nodes.insert(id_text(n.nodeid));
+  std::ostringstream out;
+  std::size_t count = 0;
+  for (const ua_file_read_node& n : f.nodes) {
+    for (const ua_file_read_structure_field& field : n.definition.fields) {
+      const std::string type = id_text(field.datatype);
+      if (written.count(field.datatype.ns()) == 0 || nodes.count(type) != 0) continue;
+      if (count++ < 10) {
+        out << "  " << id_text(n.nodeid) << " field " << escaped(f.string(field.name)) << ": "
+            << type << "\n";
+      }
+    }
+  }
+  if (count == 0) return {};
+  return std::to_string(count) + " definition fields of a data type the file lacks:\n" + out.str();
+}
+
 }  // namespace
 
 fs::path system_cc() {
@@ -529,6 +552,7 @@ std::string compare_with_file(const runtime_view& view, const ua_file_contents& 
     diff << view.definitions.size() << " definitions in the runtime, "
          << expected.definitions.size() << " in the file\n";
   }
+  diff << dangling_field_types(file);
   if (bad > 10) diff << "... " << bad << " value and definition differences\n";
   if (view.counts != expected.counts) diff << "static/dynamic value counts differ\n";
   return diff.str();
