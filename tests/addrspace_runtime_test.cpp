@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "support/codegen_golden.h"
+#include "support/corpus.h"
 #include "support/testutil.h"
 #include "tools/vospack/filereader.h"
 
@@ -33,18 +34,18 @@ constexpr const char* kDiUri = "http://opcfoundation.org/UA/DI/;di";
 // Namespace 0 is generated too (under its runtime prefix), so that every handle resolves.
 const std::vector<std::string> kWithNs0 = {"-0", "-i", "0:ua"};
 
-class AddrspaceRuntime : public ::testing::Test {
+class AddrspaceRuntime : public test::CorpusTest {
  protected:
   void SetUp() override {
-    models_ = test::nodeset_dir();
-    if (models_.empty()) GTEST_SKIP() << "models not installed";
+    ASSERT_NO_FATAL_FAILURE(CorpusTest::SetUp());
+    if (IsSkipped()) return;
     cc_ = test::system_cc();
     if (cc_.empty()) GTEST_SKIP() << "no C compiler (cc) on this machine";
   }
 
   std::vector<std::string> models(const std::vector<std::string>& files) const {
     std::vector<std::string> paths;
-    for (const std::string& f : files) paths.push_back((models_ / f).string());
+    for (const std::string& f : files) paths.push_back(corpus_.file(f));
     return paths;
   }
 
@@ -99,7 +100,6 @@ class AddrspaceRuntime : public ::testing::Test {
   fs::path tree() const { return dir_ / "tree"; }
 
   test::TempDir dir_;
-  fs::path models_;
   fs::path cc_;
   bool descriptions_ = false;
 };
