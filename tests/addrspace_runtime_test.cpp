@@ -154,32 +154,54 @@ TEST_F(AddrspaceRuntime, RolePermissions) {
 // ---- hand edits that the comparison catches -------------------------------------------
 
 // Replaces the bytes `from` by `to` (of the same length) where they stand as one run of
-// byte escapes ("\x54" or 0x54, joined only by quotes, commas and blanks) in C text.
+// byte values in C text: escapes ("\x54"), hexadecimal (0x54) or decimal (84) numbers,
+// joined only by quotes, commas and blanks.
 bool replace_escaped_bytes(std::string& c, std::string_view from, std::string_view to) {
-  std::vector<std::size_t> at;  // where each escape's two hex digits start
-  for (std::size_t i = 0; i + 3 < c.size(); ++i) {
-    if ((c[i] == '\\' || c[i] == '0') && (c[i + 1] == 'x' || c[i + 1] == 'X') &&
-        std::isxdigit(static_cast<unsigned char>(c[i + 2])) != 0 &&
-        std::isxdigit(static_cast<unsigned char>(c[i + 3])) != 0) {
-      at.push_back(i + 2);
-    }
-  }
-  const auto byte_at = [&c](std::size_t pos) { return std::stoi(c.substr(pos, 2), nullptr, 16); };
-  // Two escapes joined by nothing but quotes, commas and blanks.
-  const auto joined = [&c](std::size_t a, std::size_t b) {
-    return c.find_first_not_of("\", \n", a + 2) == b - 2;
+  struct token {
+    std::size_t at, len;  // the digits
+    int value;
+    bool hex;
   };
-  for (std::size_t k = 0; k + from.size() <= at.size(); ++k) {
+  std::vector<token> tokens;
+  const auto digit = [&c](std::size_t i, bool hex) {
+    return i < c.size() && (hex ? std::isxdigit(static_cast<unsigned char>(c[i]))
+                                : std::isdigit(static_cast<unsigned char>(c[i]))) != 0;
+  };
+  for (std::size_t i = 0; i < c.size();) {
+    const bool word = i > 0 && (std::isalnum(static_cast<unsigned char>(c[i - 1])) != 0 ||
+                                c[i - 1] == '_' || c[i - 1] == '.');
+    const bool x = i + 1 < c.size() && (c[i + 1] == 'x' || c[i + 1] == 'X') && digit(i + 2, true);
+    const bool hex = x && (c[i] == '\\' || (c[i] == '0' && !word));
+    if (hex || (!word && digit(i, false))) {
+      const std::size_t start = hex ? i + 2 : i;
+      std::size_t end = start;
+      while (end < start + (hex ? 2 : 3) && digit(end, hex)) ++end;
+      if (!digit(end, hex) && (hex || std::isalpha(static_cast<unsigned char>(c[end])) == 0)) {
+        tokens.push_back({start, end - start,
+                          std::stoi(c.substr(start, end - start), nullptr, hex ? 16 : 10), hex});
+      }
+      i = end;
+      continue;
+    }
+    ++i;
+  }
+  // Two values joined by nothing but quotes, commas and blanks.
+  const auto joined = [&c](const token& a, const token& b) {
+    const std::size_t gap = c.find_first_not_of("\", \n", a.at + a.len);
+    return gap == (b.hex ? b.at - 2 : b.at);
+  };
+  for (std::size_t k = 0; k + from.size() <= tokens.size(); ++k) {
     std::size_t n = 0;
-    while (n < from.size() && byte_at(at[k + n]) == static_cast<unsigned char>(from[n]) &&
-           (n == 0 || joined(at[k + n - 1], at[k + n]))) {
+    while (n < from.size() && tokens[k + n].value == static_cast<unsigned char>(from[n]) &&
+           (n == 0 || joined(tokens[k + n - 1], tokens[k + n]))) {
       ++n;
     }
     if (n != from.size()) continue;
-    char hex[3];
-    for (std::size_t j = 0; j < to.size(); ++j) {
-      std::snprintf(hex, sizeof hex, "%02X", static_cast<unsigned char>(to[j]));
-      c.replace(at[k + j], 2, hex);
+    char text[8];
+    for (std::size_t j = to.size(); j-- > 0;) {
+      const token& t = tokens[k + j];
+      std::snprintf(text, sizeof text, t.hex ? "%02X" : "%u", static_cast<unsigned char>(to[j]));
+      c.replace(t.at, t.len, text);
     }
     return true;
   }
