@@ -147,17 +147,14 @@ const std::set<std::string> kKnownFailures = {
     "Opc.Ua.IOLink.NodeSet2.xml",
 };
 
-class CorpusConvert : public ::testing::Test {
+class CorpusConvert : public test::CorpusTest {
  protected:
   void SetUp() override {
-    const fs::path dir = test::nodeset_dir();
-    if (dir.empty()) GTEST_SKIP() << "models not installed";
-    models_ = test::corpus_scan(dir);
-    ASSERT_GE(models_.size(), 30u);
+    ASSERT_NO_FATAL_FAILURE(CorpusTest::SetUp());
+    if (IsSkipped()) return;
     diag_set_verbosity(0);
     ASSERT_EQ(ua_encoder_init(), 0);
   }
-  std::map<std::string, test::corpus_model> models_;
   test::TempDir tmp_;
 };
 
@@ -166,7 +163,7 @@ TEST_F(CorpusConvert, EveryModelConvertsToAFileThatDescribesItsGraph) {
   std::size_t nodes = 0;
   std::vector<std::string> not_loaded;
   const auto start = std::chrono::steady_clock::now();
-  for (const auto& [uri, model] : models_) {
+  for (const auto& [uri, model] : corpus_.models) {
     SCOPED_TRACE(model.path.filename().string());
     uagraph graph;
     nstable ns;
@@ -174,7 +171,7 @@ TEST_F(CorpusConvert, EveryModelConvertsToAFileThatDescribesItsGraph) {
     bool loaded = true;
     {
       test::CaptureFd out(1), err(2);  // the loader's warnings and the selection report
-      for (const std::string& file : test::corpus_closure(models_, uri))
+      for (const std::string& file : corpus_.closure(uri))
         if (loaded && loader.load_nodeset(file.c_str()) != 0) loaded = false;
       if (loaded) {
         const nstable_entry* entry = ns.find_by_uri(uri);

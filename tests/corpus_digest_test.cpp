@@ -68,20 +68,17 @@ std::string format_list(const digest_map& m) {
   return text;
 }
 
-class CorpusDigest : public ::testing::Test {
+class CorpusDigest : public test::CorpusTest {
  protected:
   void SetUp() override {
-    const fs::path dir = test::nodeset_dir();
-    if (dir.empty()) GTEST_SKIP() << "models not installed";
-    models_ = test::corpus_scan(dir);
-    ASSERT_GE(models_.size(), 30u);
-    fs::create_directory_symlink(dir, tmp_ / kModelLink);
+    ASSERT_NO_FATAL_FAILURE(CorpusTest::SetUp());
+    if (!IsSkipped()) fs::create_directory_symlink(corpus_.dir, tmp_ / kModelLink);
   }
 
   // The model files of `uri` and what it needs, in load order, as named through the link.
   std::vector<std::string> closure(const std::string& uri) const {
     std::vector<std::string> files;
-    for (const std::string& f : test::corpus_closure(models_, uri))
+    for (const std::string& f : corpus_.closure(uri))
       files.push_back((fs::path(kModelLink) / fs::path(f).filename()).string());
     return files;
   }
@@ -104,7 +101,7 @@ class CorpusDigest : public ::testing::Test {
     if (written) fs::remove(tmp_ / output);
   }
 
-  std::map<std::string, test::corpus_model> models_;
+  const std::map<std::string, test::corpus_model>& models_ = corpus_.models;
   test::TempDir tmp_;
   digest_map got_;
   std::map<std::string, std::string> commands_;

@@ -15,32 +15,19 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Models that refer to nodes that no installed model defines: they end with the loader's
-// message for a missing reference target.
-const std::map<std::string, std::string> kKnownFailures = {
-    // Dictionary entries of the IRDI namespace that the IRDI model does not contain.
-    {"Opc.Ua.MetalForming.NodeSet2.xml", "error 4017: Destination node not found."},
-};
+using Corpus = test::CorpusTest;
 
-TEST(Corpus, EveryModelLoadsAfterItsDependencies) {
-  const fs::path dir = test::nodeset_dir();
-  if (dir.empty()) GTEST_SKIP() << "models not installed";
-
-  std::vector<fs::path> unreadable;
-  const std::map<std::string, test::corpus_model> models = test::corpus_scan(dir, &unreadable);
-  ASSERT_TRUE(unreadable.empty()) << unreadable.front() << ": no model declaration";
-  ASSERT_GE(models.size(), 30u);
-
+TEST_F(Corpus, EveryModelLoadsAfterItsDependencies) {
   test::TempDir tmp;
-  for (const auto& [uri, model] : models) {
-    const std::vector<std::string> order = test::corpus_closure(models, uri);
+  for (const auto& [uri, model] : corpus_.models) {
+    const std::vector<std::string> order = corpus_.closure(uri);
 
     const test::RunResult r =
         test::run_program(test::vospack_binary(), "vospack", order, tmp.path());
     std::string files;
     for (const std::string& f : order) files += " " + f;
-    const auto known = kKnownFailures.find(model.path.filename().string());
-    if (known != kKnownFailures.end()) {
+    const auto known = test::corpus_load_failures().find(model.path.filename().string());
+    if (known != test::corpus_load_failures().end()) {
       EXPECT_NE(r.err.find(known->second), std::string::npos) << files << "\n" << r.err;
       EXPECT_NE(r.err.find("error: failed to load '" + order.back() + "'"), std::string::npos);
       continue;

@@ -205,6 +205,25 @@ TEST(Strip, KeepsWhatTheWalksReachAndRemovesTheRest) {
   m.expect_no_dangling_references();
 }
 
+// A kept structure keeps the data types of its fields, theirs in turn, and their supertypes;
+// a field type of a removed structure goes with it.
+TEST(Strip, KeepsTheDataTypesOfKeptDefinitionsFields) {
+  typed_model m;
+  for (uint32_t n : {3010, 3011, 3012, 3013, 3014}) m.add(UA_NODECLASS_DATATYPE, {2, n});
+  m.link({{{0, 24}, 45, {2, 3012}}, {{2, 3012}, 45, {2, 3011}}});
+  const auto fields = [&m](uint32_t type, std::initializer_list<uint32_t> field_types) {
+    uagraph_definition& def = m.graph.node_find(ua_nodeid(2, type))->as<UADataType>()->Definition;
+    def.kind = UAGRAPH_DEFINITION_STRUCTURE;
+    for (uint32_t t : field_types) def.fields.emplace_back().DataType = ua_nodeid(2, t);
+  };
+  fields(3000, {3010});  // 3000 is the data type of a kept variable
+  fields(3010, {3011});  // 3011 is a subtype of 3012
+  fields(3001, {3013});  // 3001 is not used
+  filter_strip_unused_types(m.graph);
+  EXPECT_TRUE(m.has({2, 3010}) && m.has({2, 3011}) && m.has({2, 3012}));
+  EXPECT_FALSE(m.has({2, 3013}) || m.has({2, 3014}));
+}
+
 TEST(Strip, WithoutNamespaceZeroEverythingGoes) {
   uagraph g;
   uagraph_node_ptr n = uagraph::node_new(UA_NODECLASS_OBJECT);

@@ -2,8 +2,6 @@
 // models it needs, exports to the same document.
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -12,8 +10,6 @@
 
 namespace vos {
 namespace {
-
-namespace fs = std::filesystem;
 
 std::string joined(const std::vector<std::string>& args) {
   std::string s;
@@ -28,15 +24,8 @@ test::RunResult export_run(const test::TempDir& dir, const std::string& out,
   return test::run_program(test::vospack_binary(), "vospack", args, dir.path());
 }
 
-class RoundTrip : public ::testing::Test {
+class RoundTrip : public test::CorpusTest {
  protected:
-  void SetUp() override {
-    const fs::path dir = test::nodeset_dir();
-    if (dir.empty()) GTEST_SKIP() << "models not installed";
-    models_ = test::corpus_scan(dir);
-    ASSERT_GE(models_.size(), 30u);
-  }
-  std::map<std::string, test::corpus_model> models_;
   test::TempDir tmp_;
 };
 
@@ -44,8 +33,8 @@ class RoundTrip : public ::testing::Test {
 // files and exports to the same bytes.
 TEST_F(RoundTrip, EveryModelExportsToAFixedPoint) {
   int compared = 0;
-  for (const auto& [uri, model] : models_) {
-    std::vector<std::string> files = test::corpus_closure(models_, uri);
+  for (const auto& [uri, model] : corpus_.models) {
+    std::vector<std::string> files = corpus_.closure(uri);
     std::vector<std::string> args = {"-u", uri};
     args.insert(args.end(), files.begin(), files.end());
     const test::RunResult first = export_run(tmp_, "first.xml", args);
@@ -72,8 +61,8 @@ TEST_F(RoundTrip, EveryModelExportsToAFixedPoint) {
 // versions do not, since a loader reads the first model declaration of a file only.
 TEST_F(RoundTrip, WholeGraphLoadsOnItsOwn) {
   const std::string uri = "http://opcfoundation.org/UA/DI/";
-  if (models_.count(uri) == 0) GTEST_SKIP() << "no DI model";
-  const test::RunResult first = export_run(tmp_, "all.xml", test::corpus_closure(models_, uri));
+  if (corpus_.models.count(uri) == 0) GTEST_SKIP() << "no DI model";
+  const test::RunResult first = export_run(tmp_, "all.xml", corpus_.closure(uri));
   ASSERT_EQ(first.status, 0) << first.err;
   EXPECT_NE(first.out.find("Successfully written '" + (tmp_ / "all.xml").string() + "'."),
             std::string::npos);

@@ -314,10 +314,6 @@ TEST(Uagraph, LookupsAndTypeTests) {
   EXPECT_EQ(g.derived_datatype_base(*derived), mine);
   EXPECT_EQ(g.derived_datatype_base(*mine), nullptr);  // Structure is not a derived base
   EXPECT_EQ(g.derived_datatype_base(*duration), dbl);
-  EXPECT_TRUE(uagraph::is_builtin_type(ua_nodeid(0, 25)));
-  EXPECT_FALSE(uagraph::is_builtin_type(ua_nodeid(0, 26)));
-  EXPECT_FALSE(uagraph::is_builtin_type(ua_nodeid(1, 5)));
-  EXPECT_TRUE(uagraph::is_diagnosticinfo(ua_nodeid(0, 25)));
 
   // Instances: a RoleType object with a variable, a namespace-metadata object with the
   // default-permission variables.
@@ -374,14 +370,6 @@ TEST(UagraphNode, AccessRestrictionsGivenAsZeroDifferFromAbsent) {
   a->set_access_restrictions(0x7fff);
   EXPECT_EQ(a->get_access_restrictions(), 0x7fff);
 
-  EXPECT_EQ(b->rolepermission(0), nullptr);
-  b->extra_mut().RolePermissions.push_back({ua_nodeid(0, 15644), 3});
-  EXPECT_EQ(b->rolepermission_count(), 1u);
-  EXPECT_EQ(b->rolepermission(0)->Permissions, 3u);
-  EXPECT_EQ(b->rolepermission(1), nullptr);
-
-  EXPECT_NE(b->as<UAObject>(), nullptr);
-  EXPECT_EQ(b->as<UAVariable>(), nullptr);
   uagraph_node_ptr dt = uagraph::node_new(UA_NODECLASS_DATATYPE);
   uagraph_definition& def = dt->as<UADataType>()->Definition;
   def.fields.emplace_back().Name = "2nd Stage";
@@ -452,18 +440,6 @@ TEST(Wildcard, MatchesAndStopsAtTheNestingLimit) {
   CaptureFd err(2);
   EXPECT_EQ(uagraph_node_remove_category(*n, ten), UA_EBADTOOMANYNESTEDCALLS);
   EXPECT_EQ(err.finish(), "error: Wildcard matching failed with error.\n");
-}
-
-TEST(Uagraph, TracePrintersFollowTheirLevel) {
-  uagraph g;
-  CaptureFd out(1);
-  g.trace1("one %d\n", 1);
-  g.set_trace_level(1);
-  g.trace1("one %d\n", 2);
-  g.trace2("two %d\n", 2);
-  g.set_trace_level(2);
-  g.trace2("two %d\n", 3);
-  EXPECT_EQ(out.finish(), "one 2\ntwo 3\n");
 }
 
 }  // namespace

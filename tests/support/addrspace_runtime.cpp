@@ -139,6 +139,11 @@ std::string encoded_hex(const ua_variant& v) {
 constexpr uint8_t kFieldOptional = 0x04;
 constexpr uint8_t kFieldSubtypes = 0x10;
 
+// A text of the file (0: none) against a LocalizedText's text; the file keeps no locale.
+bool same_text(const ua_localizedtext& t, const ua_file_contents& file, uint32_t index) {
+  return t.text.view() == file.string(index);
+}
+
 // The StructureType of a structure definition kind of the file.
 int32_t structure_type_of_file_kind(uint8_t kind) {
   switch (kind) {
@@ -173,7 +178,8 @@ std::string compare_definition(const std::string& hex, const ua_file_read_defini
     for (std::size_t i = 0; i < e.fields.size(); ++i) {
       const ua_enum_field& f = e.fields[i];
       const ua_file_enum_field& g = def.enum_fields[i];
-      if (f.name.view() != file.string(g.name) || f.value != g.value) {
+      if (f.name.view() != file.string(g.name) || f.value != g.value ||
+          !same_text(f.display_name, file, g.text1) || !same_text(f.description, file, g.text2)) {
         diff << "enumeration field " << i << " differs; ";
       }
     }
@@ -188,14 +194,17 @@ std::string compare_definition(const std::string& hex, const ua_file_read_defini
     diff << "encoding, base type or structure type differs; ";
   }
   if (s.fields.size() != def.fields.size()) return diff.str() + "structure field count differs";
+  // In a structure with subtyped values the field's one flag says AllowSubTypes; else it
+  // says IsOptional.
+  const uint8_t flag = kind == 6 || kind == 7 ? kFieldSubtypes : kFieldOptional;
   for (std::size_t i = 0; i < s.fields.size(); ++i) {
     const ua_structure_field& f = s.fields[i];
     const ua_file_read_structure_field& g = def.fields[i];
     const std::vector<uint32_t> dims(f.array_dimensions.begin(), f.array_dimensions.end());
     if (f.name.view() != file.string(g.name) || !(f.data_type == g.datatype) ||
         f.value_rank != g.value_rank || dims != g.dims ||
-        f.max_string_length != g.max_string_length ||
-        f.is_optional != ((g.flags & (kFieldOptional | kFieldSubtypes)) != 0)) {
+        f.max_string_length != g.max_string_length || f.is_optional != ((g.flags & flag) != 0) ||
+        !same_text(f.description, file, g.text2)) {
       diff << "structure field " << i << " (" << f.name.view() << ") differs; ";
     }
   }
@@ -206,6 +215,7 @@ std::string compare_definition(const std::string& hex, const ua_file_read_defini
 // definitions by node.
 struct file_view {
   std::vector<std::string> records;
+  reference_chains chains;
   std::map<std::string, std::pair<uint16_t, const ua_variant*>> values;
   std::map<std::string, const ua_file_read_definition*> definitions;
   std::map<unsigned, std::pair<long, long>> counts;
@@ -241,9 +251,13 @@ file_view view_of_file(const ua_file_contents& f, bool descriptions) {
     const auto bit = [&n](unsigned b) { return std::to_string((n.flags >> b) & 1); };
     switch (n.nodeclass) {
       case UA_NODECLASS_OBJECT:
-      case UA_NODECLASS_VIEW:
-        v.records.push_back((n.nodeclass == UA_NODECLASS_OBJECT ? "object\t" : "view\t") + id +
+        v.records.push_back("object\t" + id +
                             "\teventnotifier=" + std::to_string(n.event_notifier));
+        break;
+      case UA_NODECLASS_VIEW:
+        // The file holds no ContainsNoLoops: a server that loads it sees false.
+        v.records.push_back("view\t" + id + "\teventnotifier=" + std::to_string(n.event_notifier) +
+                            "\tcontainsnoloops=0");
         break;
       case UA_NODECLASS_OBJECTTYPE:
         v.records.push_back("objecttype\t" + id + "\tabstract=" + bit(4));
@@ -285,13 +299,25 @@ file_view view_of_file(const ua_file_contents& f, bool descriptions) {
     }
   }
   // Every forward reference from its source; the inverse one at its target when the source
-  // lies in the target's namespace or a lower one.
+  // lies in the target's namespace or a lower one. A namespace's pool holds its own
+  // references before those that lower namespaces point into it, so an inverse chain lists
+  // the references from its own namespace first, each part in the file's order.
+  reference_chains from_lower;
   for (const ua_file_reference& r : f.references) {
     const std::string s = id_text(r.source);
     const std::string t = id_text(r.target);
     const std::string type = id_text(r.type);
     v.records.push_back("fwd\t" + s + "\t" + t + "\t" + type);
-    if (r.source.ns() <= r.target.ns()) v.records.push_back("inv\t" + t + "\t" + s + "\t" + type);
+    v.chains["fwd\t" + s].push_back(t + "\t" + type);
+    if (r.source.ns() <= r.target.ns()) {
+      v.records.push_back("inv\t" + t + "\t" + s + "\t" + type);
+      (r.source.ns() == r.target.ns() ? v.chains : from_lower)["inv\t" + t].push_back(s + "\t" +
+                                                                                      type);
+    }
+  }
+  for (auto& [key, refs] : from_lower) {
+    std::vector<std::string>& chain = v.chains[key];
+    chain.insert(chain.end(), refs.begin(), refs.end());
   }
   // Values per namespace: static ones, and the variables without one.
   for (const ua_file_read_node& n : f.nodes) {
@@ -312,6 +338,51 @@ std::string missing(const std::vector<std::string>& a, const std::vector<std::st
   std::string out;
   for (std::size_t i = 0; i < d.size() && i < limit; ++i) out += "  " + d[i] + "\n";
   return out;
+}
+
+// Chains that hold the same references in another order (other differences are told by
+// the records).
+std::string chains_in_another_order(const reference_chains& runtime, const reference_chains& file) {
+  std::ostringstream out;
+  std::size_t count = 0;
+  for (const auto& [key, seen] : runtime) {
+    const auto it = file.find(key);
+    if (it == file.end() || seen == it->second) continue;
+    std::vector<std::string> a = seen, b = it->second;
+    std::sort(a.begin(), a.end());
+    std::sort(b.begin(), b.end());
+    if (a != b || count++ >= 10) continue;
+    const std::size_t at = static_cast<std::size_t>(
+        std::mismatch(seen.begin(), seen.end(), it->second.begin()).first - seen.begin());
+    out << "  " << key << ": runtime has " << seen[at] << " where the file has " << it->second[at]
+        << " (reference " << at << ")\n";
+  }
+  if (count == 0) return {};
+  return std::to_string(count) + " reference chains in another order than the file's:\n" +
+         out.str();
+}
+
+// Fields of the file's definitions whose data type lies in a namespace of the file but is
+// not among its nodes.
+std::string dangling_field_types(const ua_file_contents& f) {
+  std::set<uint16_t> written;
+  for (const ua_file_namespace& ns : f.models) written.insert(ns.index);
+  std::set<std::string> nodes;
+  for (const ua_file_read_node& n : f.nodes) nodes.insert(id_text(n.nodeid));
+  std::ostringstream out;
+  std::size_t count = 0;
+  for (const ua_file_read_node& n : f.nodes) {
+    for (const ua_file_read_structure_field& field : n.definition.fields) {
+      const std::string type = id_text(field.datatype);
+      if (written.count(field.datatype.ns()) == 0 || nodes.count(type) != 0) continue;
+      if (count++ < 10) {
+        out << "  " << id_text(n.nodeid) << " field " << escaped(f.string(field.name)) << ": "
+            << type << "\n";
+      }
+    }
+  }
+  if (count == 0) return {};
+  return std::to_string(count) + " definition fields of a data type the file lacks:\n" + out.str();
 }
 
 }  // namespace
@@ -416,6 +487,9 @@ runtime_view parse_runtime_output(const std::string& text) {
       v.values[f[1]] = f[2] + "\t" + f[3] + "\t" + (f.size() > 4 ? f[4] : "");
     } else if (f[0] == "definition" && f.size() >= 2) {
       v.definitions[f[1]] = f.size() > 2 ? f[2] : "";
+    } else if ((f[0] == "fwd" || f[0] == "inv") && f.size() == 4) {
+      v.chains[f[0] + "\t" + f[1]].push_back(f[2] + "\t" + f[3]);
+      v.records.push_back(line);
     } else if (f[0] == "counts" && f.size() == 4) {
       v.counts[static_cast<unsigned>(std::stoul(f[1]))] = {std::stol(f[2]), std::stol(f[3])};
     } else {
@@ -436,6 +510,7 @@ std::string compare_with_file(const runtime_view& view, const ua_file_contents& 
   if (n != 0) diff << n << " records of the file the runtime does not see:\n" << lacking;
   const std::string extra = missing(view.records, expected.records, n);
   if (n != 0) diff << n << " records the runtime sees that the file lacks:\n" << extra;
+  diff << chains_in_another_order(view.chains, expected.chains);
 
   std::size_t bad = 0;
   for (const auto& [node, value] : expected.values) {
@@ -477,6 +552,7 @@ std::string compare_with_file(const runtime_view& view, const ua_file_contents& 
     diff << view.definitions.size() << " definitions in the runtime, "
          << expected.definitions.size() << " in the file\n";
   }
+  diff << dangling_field_types(file);
   if (bad > 10) diff << "... " << bad << " value and definition differences\n";
   if (view.counts != expected.counts) diff << "static/dynamic value counts differ\n";
   return diff.str();

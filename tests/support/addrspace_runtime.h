@@ -44,9 +44,14 @@ std::string build_runtime_program(const std::filesystem::path& cc,
                                   const std::filesystem::path& dir,
                                   const std::vector<std::string>& extra_flags);
 
+// The references of each chain in chain order, by "fwd\t<node>" or "inv\t<node>": the
+// other end and the reference type of each.
+using reference_chains = std::map<std::string, std::vector<std::string>>;
+
 // What the runtime printed, by kind of record.
 struct runtime_view {
   std::vector<std::string> records;                  // every record but the four below, sorted
+  reference_chains chains;                           // fwd and inv records (also in records)
   std::map<std::string, std::string> values;         // node -> "<store>\t<index>\t<hex>"
   std::map<std::string, std::string> definitions;    // node -> hex
   std::map<unsigned, std::pair<long, long>> counts;  // namespace -> static, dynamic values
@@ -55,8 +60,11 @@ struct runtime_view {
 runtime_view parse_runtime_output(const std::string& text);
 
 // Compares the runtime's view with the file: the same records (nodes, attributes, forward
-// and inverse references, permissions), the same values (both decoded), definitions and
-// value counts. Returns a description of the differences, empty when there are none.
+// and inverse references, permissions), every reference chain in the file's order (a
+// node's forward references as the file lists them, its inverse ones in the order of the
+// file's reference records), the same values (both decoded), definitions (with the
+// descriptions of their fields) and value counts. Returns a description of the differences, empty
+// when there are none.
 std::string compare_with_file(const runtime_view& view, const ua_file_contents& file,
                               bool descriptions);
 

@@ -2,6 +2,7 @@
 
 #include <set>
 
+#include "support/testutil.h"
 #include "util/xml.h"
 
 namespace vos::test {
@@ -65,6 +66,30 @@ std::vector<std::string> corpus_closure(const std::map<std::string, corpus_model
     stack.pop_back();
   }
   return order;
+}
+
+const corpus& installed_corpus() {
+  static const corpus c = [] {
+    corpus out;
+    out.dir = nodeset_dir();
+    if (!out.dir.empty()) out.models = corpus_scan(out.dir, &out.skipped);
+    return out;
+  }();
+  return c;
+}
+
+const std::map<std::string, std::string>& corpus_load_failures() {
+  static const std::map<std::string, std::string> failures = {
+      // Dictionary entries of the IRDI namespace that the IRDI model does not contain.
+      {"Opc.Ua.MetalForming.NodeSet2.xml", "error 4017: Destination node not found."},
+  };
+  return failures;
+}
+
+void CorpusTest::SetUp() {
+  if (corpus_.dir.empty()) GTEST_SKIP() << "models not installed";
+  ASSERT_TRUE(corpus_.skipped.empty()) << corpus_.skipped.front() << ": no model declaration";
+  ASSERT_GE(corpus_.models.size(), 30u);
 }
 
 }  // namespace vos::test

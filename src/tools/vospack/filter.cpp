@@ -53,7 +53,9 @@ constexpr uint32_t k_id_hasdescription = 39;
 // it and go through all its forward references: an Object target is instance-walked, its
 // type definition type-walked and the target of its HasDescription reference marked; a
 // Variable target is instance-walked and its type definition and data type type-walked; a
-// Method target is instance-walked.
+// Method target is instance-walked. Before its references, a data type's definition is
+// gone through: the data type of every field is type-walked, so that a kept structure keeps
+// the types its fields are made of (and, through their walks, theirs in turn).
 //
 // Which walk reaches a node first decides what is followed from it, so the order of the
 // steps above matters. The walks run on an explicit stack of frames, so that deep models
@@ -89,6 +91,7 @@ class marker {
     uagraph_node* target = nullptr;
     uagraph_reference_range::iterator it;
     uagraph_reference_range::iterator end;
+    std::size_t field = 0;        // type frame: the next definition field of `node`
     std::size_t chain_begin = 0;  // type frame: its supertype chain in chain_
   };
 
@@ -196,6 +199,12 @@ class marker {
   }
 
   void next_type_reference(frame& f) {
+    if (const UADataType* type = f.node->as<UADataType>();
+        type != nullptr && f.field < type->Definition.fields.size()) {
+      const ua_nodeid& field_type = type->Definition.fields[f.field++].DataType;
+      if (!field_type.is_null()) enter_type(graph_.node_find(field_type));
+      return;
+    }
     if (f.it == f.end) {
       // Up the supertype chain; a chain that loops back ends where it would repeat.
       uagraph_node* super = graph_.node_supertype(*f.node);
@@ -208,6 +217,7 @@ class marker {
       chain_.push_back(super->node_index());
       super->used = 1;
       f.node = super;
+      f.field = 0;
       start_references(f);
       return;
     }

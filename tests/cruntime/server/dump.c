@@ -336,12 +336,46 @@ static void put_method(struct dump *d, const struct ua_addressspace *ns, size_t 
     fputc('\n', d->out);
 }
 
+/* The flag bits that a node of the class may carry; -1 for an unknown class. */
+static long class_flags(uint8_t nodeclass)
+{
+    const long notifier = 0xFFL << UA_NODE_EVENTNOTIFIER_SHIFT;
+    switch (nodeclass) {
+    case UA_NODECLASS_OBJECT:
+        return notifier;
+    case UA_NODECLASS_VIEW:
+        return notifier | UA_NODE_FLAG_CONTAINSNOLOOPS;
+    case UA_NODECLASS_OBJECTTYPE:
+    case UA_NODECLASS_VARIABLETYPE:
+    case UA_NODECLASS_DATATYPE:
+        return UA_NODE_FLAG_ABSTRACT;
+    case UA_NODECLASS_REFERENCETYPE:
+        return UA_NODE_FLAG_ABSTRACT | UA_NODE_FLAG_SYMMETRIC;
+    case UA_NODECLASS_METHOD:
+        return UA_NODE_FLAG_EXECUTABLE;
+    case UA_NODECLASS_VARIABLE:
+        return 0;
+    default:
+        return -1;
+    }
+}
+
 /* The class record of node i. */
 static void put_class(struct dump *d, const struct ua_addressspace *ns, size_t i,
                       const struct ua_node *n)
 {
     const unsigned abstract = (n->flags & UA_NODE_FLAG_ABSTRACT) != 0;
     const unsigned notifier = (unsigned)(n->flags >> UA_NODE_EVENTNOTIFIER_SHIFT) & 0xFFu;
+    const long allowed = class_flags(n->nodeclass);
+
+    if (allowed >= 0 && (n->flags & ~allowed) != 0) {
+        error(d, "flags of another node class", ns->nsidx, i);
+    }
+    if ((n->nodeclass == UA_NODECLASS_OBJECT || n->nodeclass == UA_NODECLASS_VIEW ||
+         n->nodeclass == UA_NODECLASS_OBJECTTYPE) &&
+        n->dataindex != -1) {
+        error(d, "data index of a class without data", ns->nsidx, i);
+    }
 
     switch (n->nodeclass) {
     case UA_NODECLASS_VARIABLE:
@@ -354,10 +388,15 @@ static void put_class(struct dump *d, const struct ua_addressspace *ns, size_t i
         put_method(d, ns, i, n);
         return;
     case UA_NODECLASS_OBJECT:
-    case UA_NODECLASS_VIEW:
-        fputs(n->nodeclass == UA_NODECLASS_OBJECT ? "object\t" : "view\t", d->out);
+        fputs("object\t", d->out);
         put_nodeid(d, ns, i);
         fprintf(d->out, "\teventnotifier=%u\n", notifier);
+        return;
+    case UA_NODECLASS_VIEW:
+        fputs("view\t", d->out);
+        put_nodeid(d, ns, i);
+        fprintf(d->out, "\teventnotifier=%u\tcontainsnoloops=%u\n", notifier,
+                (n->flags & UA_NODE_FLAG_CONTAINSNOLOOPS) != 0);
         return;
     case UA_NODECLASS_OBJECTTYPE:
         fputs("objecttype\t", d->out);
