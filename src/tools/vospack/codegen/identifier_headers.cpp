@@ -112,12 +112,14 @@ int write_type_entries(const codegen_context& ctx, output_file& out, const nstab
     const std::string_view name = ctx.symbolic_name(*type, "output_c_type_identifier");
     if (name.empty()) return -1;
     const std::string id = ctx.type_identifier(*type, name);
+    out.put("    ");
+    out.identifier(id);
     if (first) {
-      out.print("    %s = %s_MODEL_LOCAL_INDEX << UA_TYPE_TABLE_LOCAL_TYPE_BITS,\n", id.c_str(),
+      out.print(" = %s_MODEL_LOCAL_INDEX << UA_TYPE_TABLE_LOCAL_TYPE_BITS,\n",
                 entry.prefix_upper().c_str());
       first = false;
     } else {
-      out.print("    %s,\n", id.c_str());
+      out.put(",\n");
     }
   }
   return 0;

@@ -1,6 +1,7 @@
 // The writers of the generated tree, one per kind of file. Each takes the run's context,
 // writes its file from beginning to end and returns 0, or -1 (or the failing status) after
-// printing what went wrong; files written before a failure stay.
+// printing what went wrong; files completed before a failure stay, the failing one is
+// discarded.
 #pragma once
 
 #include "tools/vospack/codegen/context.h"
