@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
@@ -15,7 +16,6 @@
 #include "diag/diag.h"
 #include "tools/vospack/codegen/encoders.h"
 #include "tools/vospack/codegen/naming.h"
-#include "util/errors.h"
 
 namespace vos {
 
@@ -68,13 +68,15 @@ mode_t new_file_mode() {
 }
 
 // The temporary name beside `path`: ".<name>.XXXXXX<extension>" in the same folder, so that
-// the rename stays within one file system and clang-format still sees the extension.
+// the rename stays within one file system and clang-format still sees the extension. The
+// name is cut to 200 characters, so that a file name near the system's limit still gets a
+// temporary one.
 std::string temporary_template(const std::string& path, std::size_t& suffix_length) {
   const std::size_t slash = path.rfind('/');
   const std::size_t name_at = slash == std::string::npos ? 0 : slash + 1;
   const std::string_view name = std::string_view(path).substr(name_at);
   const std::size_t dot = name.rfind('.');
-  const std::string_view stem = dot == std::string_view::npos ? name : name.substr(0, dot);
+  const std::string_view stem = name.substr(0, std::min<std::size_t>(dot, 200));
   const std::string_view extension = dot == std::string_view::npos ? "" : name.substr(dot);
   suffix_length = extension.size();
   std::string out = path.substr(0, name_at);
