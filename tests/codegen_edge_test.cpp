@@ -205,14 +205,15 @@ TEST_F(FakeClangFormat, RunsOnlyForReformatClangAndOnlyOnCFiles) {
 // An output folder whose name starts with '-' stays a path ("--" ends clang-format's
 // options); a clang-format that fails is a warning per file, the run still succeeds.
 TEST_F(FakeClangFormat, FailingClangFormatIsAWarningAndDashPathsStayPaths) {
-  test::write_file(dir_ / "bin" / "clang-format",
-                   "#!/bin/sh\nprintf '%s\\n' \"$*\" >> '" + (dir_ / "calls.txt").string() +
-                       "'\nexit 3\n");
+  test::write_file(
+      dir_ / "bin" / "clang-format",
+      "#!/bin/sh\nprintf '%s\\n' \"$*\" >> '" + (dir_ / "calls.txt").string() + "'\nexit 3\n");
   const RunResult r =
       run({"-N", "-u", "urn:golden;gd", "-o", "-out"}, {golden_}, "2000-01-01", "clang");
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_TRUE(contains(r.err, "warning (output_file_close): clang-format failed for "
-                              "'-out/gd/identifier.h' (status 3); the file stays as generated.\n"))
+  EXPECT_TRUE(contains(r.err,
+                       "warning (output_file_close): clang-format failed for "
+                       "'-out/gd/identifier.h' (status 3); the file stays as generated.\n"))
       << r.err;
   const std::map<std::string, int> seen = calls();
   EXPECT_EQ(seen.count("-i -- -out/gd/identifier.h"), 1u) << seen.begin()->first;

@@ -179,10 +179,12 @@ class CodegenSafety : public ::testing::Test {
 // planted name, and holds the texts escaped; nothing is written outside -o.
 TEST_F(CodegenSafety, HostileModelStaysTextInEveryMode) {
   if (compilers().empty()) GTEST_SKIP() << "no C compiler on this machine";
-  const std::string model = (test::codegen_fixture_dir().parent_path() / "hostile" / "model.xml").string();
+  const std::string model =
+      (test::codegen_fixture_dir().parent_path() / "hostile" / "model.xml").string();
   test::write_file(dir_ / "map.txt", "7;urn:other\n");
-  const std::vector<std::vector<std::string>> modes = {
-      {"-m", "-d", "-i", "0:ua", "-i", "2:hx"}, {"-N", "-i", "2:hx"}, {"-c", "map.txt", "-i", "2:hx"}};
+  const std::vector<std::vector<std::string>> modes = {{"-m", "-d", "-i", "0:ua", "-i", "2:hx"},
+                                                       {"-N", "-i", "2:hx"},
+                                                       {"-c", "map.txt", "-i", "2:hx"}};
   for (const std::vector<std::string>& mode : modes) {
     SCOPED_TRACE(mode[0]);
     fs::remove_all(dir_ / "out");
@@ -270,19 +272,32 @@ TEST_F(CodegenSafety, RandomHostileTextsReachTheRuntimeExactly) {
   const std::vector<fs::path> ccs = compilers();
   if (ccs.empty()) GTEST_SKIP() << "no C compiler on this machine";
   const std::vector<std::string> alphabet = {
-      "\"",  "\\", "?",   "\?\?/", "\?\?=", "*/", "/*", "\n", "%s", "%n", "'",    "<",
-      ">",   "&",  " ",   "a",   "Z",   "0",  "_",  ";",  "\t", "é", "€", "\xF0\x9F\x98\x80"};
+      "\"", "\\", "?", "\?\?/", "\?\?=", "*/", "/*", "\n", "%s", "%n", "'", "<",
+      ">",  "&",  " ", "a",     "Z",     "0",  "_",  ";",  "\t", "é",  "€", "\xF0\x9F\x98\x80"};
   const auto xml = [](const std::string& text) {
     std::string out;
     for (const char c : text) {
       switch (c) {
-        case '&': out += "&amp;"; break;
-        case '<': out += "&lt;"; break;
-        case '>': out += "&gt;"; break;
-        case '"': out += "&quot;"; break;
-        case '\n': out += "&#10;"; break;
-        case '\t': out += "&#9;"; break;
-        default: out += c;
+        case '&':
+          out += "&amp;";
+          break;
+        case '<':
+          out += "&lt;";
+          break;
+        case '>':
+          out += "&gt;";
+          break;
+        case '"':
+          out += "&quot;";
+          break;
+        case '\n':
+          out += "&#10;";
+          break;
+        case '\t':
+          out += "&#9;";
+          break;
+        default:
+          out += c;
       }
     }
     return out;
@@ -308,8 +323,11 @@ TEST_F(CodegenSafety, RandomHostileTextsReachTheRuntimeExactly) {
     test::write_file(dir_ / "random.xml",
                      "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<UANodeSet "
                      "xmlns=\"http://opcfoundation.org/UA/2011/03/UANodeSet.xsd\">\n"
-                     "  <NamespaceUris><Uri>" + uri + "</Uri></NamespaceUris>\n"
-                     "  <Models><Model ModelUri=\"" + uri + "\" Version=\"" + text("1") +
+                     "  <NamespaceUris><Uri>" +
+                         uri +
+                         "</Uri></NamespaceUris>\n"
+                         "  <Models><Model ModelUri=\"" +
+                         uri + "\" Version=\"" + text("1") +
                          "\" PublicationDate=\"2024-01-01T00:00:00Z\"/></Models>\n" + body +
                          "</UANodeSet>\n");
     const std::vector<std::string> select = {"-0", "-i", "0:ua", "-i", "2:pr"};
@@ -319,8 +337,8 @@ TEST_F(CodegenSafety, RandomHostileTextsReachTheRuntimeExactly) {
     const RunResult gen = vosgen(args, {(dir_ / "random.xml").string()});
     ASSERT_EQ(gen.status, 0) << gen.err;
     args = select;
-    args.insert(args.end(), {"-o", "file.bin", ns0_fixture().string(),
-                             (dir_ / "random.xml").string()});
+    args.insert(args.end(),
+                {"-o", "file.bin", ns0_fixture().string(), (dir_ / "random.xml").string()});
     const RunResult conv = test::run_program(test::vospack_binary(), "vospack", args, dir_.path());
     ASSERT_EQ(conv.status, 0) << conv.err;
     ua_file_contents file;
@@ -329,9 +347,10 @@ TEST_F(CodegenSafety, RandomHostileTextsReachTheRuntimeExactly) {
     test::write_runtime_main(dir_ / "out", dir_.path());
     for (const fs::path& cc : ccs) {
       SCOPED_TRACE(cc.string());
-      ASSERT_EQ(test::build_runtime_program(cc, dir_ / "out", dir_.path(),
-                                            {"-DUA_SUPPORT_HISTORIZING", "-DUA_SUPPORT_DESCRIPTION"}),
-                "");
+      ASSERT_EQ(
+          test::build_runtime_program(cc, dir_ / "out", dir_.path(),
+                                      {"-DUA_SUPPORT_HISTORIZING", "-DUA_SUPPORT_DESCRIPTION"}),
+          "");
       const RunResult prog = test::run_program(dir_ / "runtime", "runtime", {}, dir_.path());
       ASSERT_TRUE(prog.status == 0 || prog.status == 1) << prog.status << prog.err;
       EXPECT_EQ(test::compare_with_file(test::parse_runtime_output(prog.out), file, true), "");

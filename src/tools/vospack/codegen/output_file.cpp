@@ -128,7 +128,7 @@ output_file::~output_file() {
 int output_file::open(const std::string& path, const output_style& style) {
   if (fp_ != nullptr) close();
   // A folder at the path could not be replaced by the rename: say so now.
-  if (struct stat st {}; ::lstat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) {
+  if (struct stat st{}; ::lstat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) {
     errno_ = EISDIR;
     return -1;
   }

@@ -348,8 +348,7 @@ int addrspace_model::build() {
           codegen_context::error(
               "error (%s): the string NodeId of node %s is longer than a C string literal can "
               "hold (%zu characters escaped).\n",
-              "output_c_addressspace", ua_nodeid_printable(n.NodeId).c_str(),
-              CODEGEN_MAX_LITERAL);
+              "output_c_addressspace", ua_nodeid_printable(n.NodeId).c_str(), CODEGEN_MAX_LITERAL);
           return -1;
         }
         add_string(n.NodeId.string_id(), false);
@@ -770,9 +769,10 @@ int addrspace_writer::write_roles() {
     out_.put("    ");
     if (out_.c_string(text) != 0) {
       // A cut role identifier would register another role.
-      codegen_context::error("error (%s): the NodeId of role %s is longer than a C string "
-                             "literal can hold.\n",
-                             "output_c_addressspace", ua_nodeid_printable(role).c_str());
+      codegen_context::error(
+          "error (%s): the NodeId of role %s is longer than a C string "
+          "literal can hold.\n",
+          "output_c_addressspace", ua_nodeid_printable(role).c_str());
       return -1;
     }
     out_.put(", /* ");
