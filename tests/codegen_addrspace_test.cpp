@@ -348,8 +348,10 @@ TEST_F(CodegenAddrspace, RoleThatIsNoRole) {
       contains(r.err, "error (output_c_permissions): could not resolve role nodeid: ns=2;i=200\n"))
       << r.err;
   EXPECT_TRUE(contains(r.out, kFailed)) << r.out;
-  // The role permissions are the first file of a run; nothing follows them.
-  EXPECT_TRUE(fs::exists(dir_ / "out" / "ua" / "rolepermissions.c"));
+  // The role permissions are the first file of a run; the failing file is not left half
+  // written, and nothing follows it.
+  EXPECT_FALSE(fs::exists(dir_ / "out" / "ua" / "rolepermissions.c"));
+  EXPECT_EQ(test::list_files(dir_ / "out"), std::vector<std::string>{});
   EXPECT_FALSE(fs::exists(dir_ / "out" / "as" / "mode.c"));
   EXPECT_FALSE(fs::exists(dir_ / "out" / "ua" / "ns0.c"));
 }

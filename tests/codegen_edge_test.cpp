@@ -8,6 +8,7 @@
 #include <ctime>
 #include <filesystem>
 #include <map>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -156,11 +157,16 @@ class FakeClangFormat : public CodegenEdge {
   }
   void TearDown() override { path_.reset(); }
 
-  // The recorded command lines, each with the number of times it was seen.
+  // The recorded command lines, each with the number of times it was seen. clang-format
+  // gets the temporary file (".<name>.XXXXXX<ext>" beside the file): its name is read back
+  // as the file's own.
   std::map<std::string, int> calls() {
+    static const std::regex temporary(R"(/\.([^/]+)\.[A-Za-z0-9]{6}(\.[ch])$)");
     std::map<std::string, int> seen;
     std::istringstream in(test::read_file(dir_ / "calls.txt"));
-    for (std::string line; std::getline(in, line);) ++seen[line];
+    for (std::string line; std::getline(in, line);) {
+      ++seen[std::regex_replace(line, temporary, "/$1$2")];
+    }
     return seen;
   }
 
@@ -189,11 +195,30 @@ TEST_F(FakeClangFormat, RunsOnlyForReformatClangAndOnlyOnCFiles) {
     std::map<std::string, int> expected;
     for (const std::string& f : test::list_files(dir_ / "out")) {
       const std::string ext = fs::path(f).extension().string();
-      if (ext == ".c" || ext == ".h") expected["-i out/" + f] = 1;
+      if (ext == ".c" || ext == ".h") expected["-i -- out/" + f] = 1;
     }
     ASSERT_GT(expected.size(), 20u);
     EXPECT_EQ(calls(), expected) << mode[0];
   }
+}
+
+// An output folder whose name starts with '-' stays a path ("--" ends clang-format's
+// options); a clang-format that fails is a warning per file, the run still succeeds.
+TEST_F(FakeClangFormat, FailingClangFormatIsAWarningAndDashPathsStayPaths) {
+  test::write_file(
+      dir_ / "bin" / "clang-format",
+      "#!/bin/sh\nprintf '%s\\n' \"$*\" >> '" + (dir_ / "calls.txt").string() + "'\nexit 3\n");
+  const RunResult r =
+      run({"-N", "-u", "urn:golden;gd", "-o", "-out"}, {golden_}, "2000-01-01", "clang");
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_TRUE(contains(r.err,
+                       "warning (output_file_close): clang-format failed for "
+                       "'-out/gd/identifier.h' (status 3); the file stays as generated.\n"))
+      << r.err;
+  const std::map<std::string, int> seen = calls();
+  EXPECT_EQ(seen.count("-i -- -out/gd/identifier.h"), 1u) << seen.begin()->first;
+  EXPECT_TRUE(starts_with(test::read_file(dir_ / "-out" / "gd" / "identifier.h"),
+                          test::c_file_header("2000-01-01")));
 }
 
 TEST_F(CodegenEdge, IdentifierHeaderSkipsGuidAndOpaqueIdsAndCutsLongPaths) {

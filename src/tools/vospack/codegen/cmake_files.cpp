@@ -44,8 +44,9 @@ int output_c_cmake(const codegen_context& ctx) {
   }
   output_file out;
   if (ctx.open_file(out, ctx.settings().output_dir + "/CMakeLists.txt", kFunction) != 0) return -1;
-  out.print("project(%s C)\ncmake_minimum_required(VERSION 3.15)\n\n",
-            ctx.settings().library_name.c_str());
+  out.put("project(");
+  out.cmake_name(ctx.settings().library_name);
+  out.put(" C)\ncmake_minimum_required(VERSION 3.15)\n\n");
   out.put(
       "if (NOT DEFINED SDKDIR)\n"
       "    # try to find SDK via environment variable\n"
@@ -98,8 +99,7 @@ int output_c_cmake(const codegen_context& ctx) {
   } else {
     out.put("add_library(${PROJECT_NAME} INTERFACE)\n");
   }
-  const int closed = out.close();
-  return result != 0 ? result : closed;
+  return out.finish(result);
 }
 
 int output_c_cmake_namespace(const codegen_context& ctx, const nstable_entry& entry) {

@@ -87,7 +87,9 @@ void write_member(output_file& out, const cg_field& f, int indent) {
 // One row of a field table; `member` is the path inside the C type.
 void write_field_row(const codegen_context& ctx, output_file& out, const std::string& c_type,
                      const cg_field& f, const std::string& member) {
-  out.print("{\n    UA_DICT_NAME_LEN(\"%s\")\n", f.member.c_str());
+  out.put("{\n    UA_DICT_NAME_LEN(");
+  out.c_string(f.member);
+  out.put(")\n");
   out.print("    %s\n", cg_field_flags(ctx, f).c_str());
   out.print("    ua_offsetof(%s, %s),\n", c_type.c_str(), member.c_str());
   out.print("    %s\n},\n", f.type.type_id.c_str());
@@ -186,7 +188,9 @@ int output_c_structuretype(const codegen_context& ctx, output_file& out, UADataT
   for (std::size_t i = 0; i < levels.size(); ++i) {
     const bool inherited = i + 1 < levels.size();
     const std::string level_name = cg_lower(levels[i].type->symbolic_name().view());
-    out.print("%*s/* %s%s fields */\n", 4, "", inherited ? "inherited " : "", level_name.c_str());
+    out.print("    /* %s", inherited ? "inherited " : "");
+    out.comment_text(level_name);
+    out.put(" fields */\n");
     for (const cg_field& f : levels[i].fields) write_member(out, f, 4);
   }
   out.put("};\n\n");
@@ -412,9 +416,7 @@ int output_c_datatype(const codegen_context& ctx, UADataType& type) {
   }
   out.put("\nUA_END_EXTERN_C\n");
   out.print("\n#endif /* end of include guard: %s */\n\n", guard.c_str());
-  int closed = out.close();
-  if (ret != 0) return ret;
-  if (closed != 0) return closed;
+  if (const int r = out.finish(ret); r != 0) return r;
 
   if (ctx.open_file(out, file + ".c", kFunction) != 0) return -1;
   // An option-set source names the type identifiers before its own header.
@@ -427,8 +429,7 @@ int output_c_datatype(const codegen_context& ctx, UADataType& type) {
   } else if (kind == UAGRAPH_DEFINITION_OPTIONSET) {
     ret = output_c_optionset_impl(ctx, out, type);
   }
-  closed = out.close();
-  return ret != 0 ? ret : closed;
+  return out.finish(ret);
 }
 
 }  // namespace vos

@@ -195,8 +195,9 @@ int output_c_optionset(const codegen_context& ctx, output_file& out, UADataType&
   if (base_id < 0) return -1;
   if (uagraph_node* super = ctx.optionset_base_of(type).subtype_of; super != nullptr) {
     const std::string_view super_name = ctx.symbolic_name(*super, kFunction);
-    out.print("/* This optionset is a subtype of %.*s */\n", static_cast<int>(super_name.size()),
-              super_name.data());
+    out.put("/* This optionset is a subtype of ");
+    out.comment_text(super_name);
+    out.put(" */\n");
   }
   if (output_c_optionset_values(ctx, out, type, n) != 0) return -1;
   const char* b = n.base.c_str();

@@ -1,5 +1,7 @@
 #include "tools/vospack/codegen/generator.h"
 
+#include <utility>
+
 #include "tools/vospack/codegen/writers.h"
 
 namespace vos {
@@ -38,7 +40,9 @@ int output_namespace(const codegen_context& ctx, const nstable_entry& entry) {
 
 int codegen_generate(uagraph& graph, const nstable& namespaces, const codegen_settings& settings) {
   const codegen_options& options = settings.options;
-  const codegen_context ctx(graph, namespaces, settings, output_style::from_environment());
+  output_style style;
+  if (output_style::from_environment(style) != 0) return -1;
+  const codegen_context ctx(graph, namespaces, settings, std::move(style));
 
   if (server_code(options)) {
     prepare_role_permissions(ctx);

@@ -4,6 +4,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "tools/vospack/codegen/encoders.h"
 #include "tools/vospack/codegen/naming.h"
 #include "tools/vospack/codegen/writers.h"
 #include "uabase/text_nodeid.h"
@@ -111,12 +112,14 @@ int write_type_entries(const codegen_context& ctx, output_file& out, const nstab
     const std::string_view name = ctx.symbolic_name(*type, "output_c_type_identifier");
     if (name.empty()) return -1;
     const std::string id = ctx.type_identifier(*type, name);
+    out.put("    ");
+    out.identifier(id);
     if (first) {
-      out.print("    %s = %s_MODEL_LOCAL_INDEX << UA_TYPE_TABLE_LOCAL_TYPE_BITS,\n", id.c_str(),
+      out.print(" = %s_MODEL_LOCAL_INDEX << UA_TYPE_TABLE_LOCAL_TYPE_BITS,\n",
                 entry.prefix_upper().c_str());
       first = false;
     } else {
-      out.print("    %s,\n", id.c_str());
+      out.put(",\n");
     }
   }
   return 0;
@@ -137,12 +140,8 @@ int output_c_identifier(const codegen_context& ctx, const nstable_entry& entry) 
   if (ctx.defines_data_types(entry.sdk_index)) {
     out.print("#define %s_MODEL_LOCAL_INDEX %u\n", macro, index);
   }
-  out.print("#define %s_MODEL_NAMESPACE_URI \"%s\"\n", macro, entry.uri.c_str());
-  out.print("#define %s_MODEL_NAMESPACE_VERSION \"%s\"\n", macro,
-            entry.version.value_or("").c_str());
-  out.print("#define %s_MODEL_NAMESPACE_PUBLICATION_DATE \"%s\"\n\n", macro,
-            entry.publication_date.value_or("").c_str());
-  out.put("/* datatype identifiers */\n");
+  if (write_model_texts(out, entry, kFunction) != 0) return out.finish(-1);
+  out.put("\n/* datatype identifiers */\n");
 
   std::string name;
   // A macro name defined twice would give the first node the second node's identifier (or
@@ -180,19 +179,54 @@ int output_c_identifier(const codegen_context& ctx, const nstable_entry& entry) 
               ua_nodeid_printable(it->node->NodeId).c_str());
           return 1;
         }
-        if (id.is_numeric()) {
-          out.print("#define %-60s %u\n", name.c_str(), id.numeric_id());
-        } else {
-          const std::string_view text = id.string_id();
-          out.print("#define %-60s \"%.*s\"\n", name.c_str(), static_cast<int>(text.size()),
-                    text.data());
+        if (id.type() == ua_nodeid_type::string && !cg_fits_c_literal(id.string_id())) {
+          // A cut identifier would name another node, or none.
+          codegen_context::error(
+              "error (%s): the string NodeId of node %s (%s) is longer than a C string literal "
+              "can hold (%zu characters escaped).\n",
+              kFunction, ua_nodeid_printable(id).c_str(), name.c_str(), CODEGEN_MAX_LITERAL);
+          return -1;
         }
+        out.put("#define ");
+        out.identifier(name, 60);
+        out.put(' ');
+        if (id.is_numeric()) {
+          out.print("%u", id.numeric_id());
+        } else {
+          out.c_string(id.string_id());
+        }
+        out.put('\n');
         return 0;
       });
   out.print("\n#endif /* end of includeguard: %s */\n\n", guard.c_str());
-  const int closed = out.close();
-  if (ret < 0) return -1;
-  return closed;
+  return out.finish(ret < 0 ? -1 : 0);
+}
+
+int write_model_texts(output_file& out, const nstable_entry& entry, const char* function) {
+  const std::string& macro = entry.prefix_upper();
+  if (!cg_fits_c_literal(entry.uri)) {
+    codegen_context::error(
+        "error (%s): the namespace URI of %s is longer than a C string literal can hold (%zu "
+        "characters escaped).\n",
+        function, entry.prefix().c_str(), CODEGEN_MAX_LITERAL);
+    return -1;
+  }
+  const struct {
+    const char* name;
+    std::string_view text;
+  } texts[] = {{"URI", entry.uri},
+               {"VERSION", entry.version ? std::string_view(*entry.version) : ""},
+               {"PUBLICATION_DATE",
+                entry.publication_date ? std::string_view(*entry.publication_date) : ""}};
+  for (const auto& t : texts) {
+    out.print("#define %s_MODEL_NAMESPACE_%s ", macro.c_str(), t.name);
+    if (out.c_string(t.text) != 0) {
+      codegen_context::warning("warning (%s): the %s of namespace %s was truncated.\n", function,
+                               t.name, entry.prefix().c_str());
+    }
+    out.put('\n');
+  }
+  return 0;
 }
 
 int output_c_type_identifier(const codegen_context& ctx, const nstable_entry& entry) {
@@ -217,8 +251,7 @@ int output_c_type_identifier(const codegen_context& ctx, const nstable_entry& en
   if (ret == 0) ret = write_type_entries(ctx, out, entry, types.structures, "structures", first);
   out.put("};\n\n");
   out.print("#endif /* end of includeguard: %s */\n\n", guard.c_str());
-  const int closed = out.close();
-  return ret != 0 ? ret : closed;
+  return out.finish(ret);
 }
 
 }  // namespace vos

@@ -105,11 +105,12 @@ int cg_escape_c_string(std::string_view text, std::string& out) {
   out.clear();
   for (const char ch : text) {
     const auto c = static_cast<unsigned char>(ch);
-    if (c == '"' || c == '\\') {
+    if (c == '"' || c == '\\' || c == '?') {
+      // '?' too: "??/" or "??=" would be a trigraph under -std=c99.
       if (out.size() + 3 > kRoom) return UA_EBADTRUNCATED;
       out += '\\';
       out += ch;
-    } else if (std::isprint(c)) {
+    } else if (c >= 0x20 && c < 0x7F) {
       if (out.size() + 2 > kRoom) return UA_EBADTRUNCATED;
       out += ch;
     } else {

@@ -43,8 +43,9 @@ bool cg_is_c_keyword(std::string_view name);
 // Returns true when the keyword rule was applied.
 bool cg_field_name(std::string_view name, bool namespace0, std::string& out);
 
-// Escapes text for a C string literal into at most 4095 characters: '"' and '\' get a
-// backslash, printable characters stay, every other byte becomes a three-digit octal escape.
+// Escapes text for a C string literal into at most 4095 characters: '"', '\' and '?' get a
+// backslash, other printable ASCII stays, every other byte becomes a three-digit octal
+// escape.
 // Returns 0, or UA_EBADTRUNCATED when the text was cut (`out` holds the cut text).
 int cg_escape_c_string(std::string_view text, std::string& out);
 

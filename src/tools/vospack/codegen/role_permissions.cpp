@@ -71,8 +71,9 @@ int output_c_permissions(const codegen_context& ctx) {
         ret = -1;
         break;
       }
-      out.print("    { %u, 0x%08x }, /* %s */\n", static_cast<unsigned>(role_id), rp.Permissions,
-                text.c_str());
+      out.print("    { %u, 0x%08x }, /* ", static_cast<unsigned>(role_id), rp.Permissions);
+      out.comment_text(text);
+      out.put(" */\n");
     }
     if (ret != 0) break;
   }
@@ -88,8 +89,7 @@ int output_c_permissions(const codegen_context& ctx) {
       "struct ua_nodepermissions_static g_static_rolepermissions = {\n"
       "    g_permissions_idx,\n    countof(g_permissions_idx),\n    g_permissions,\n"
       "    countof(g_permissions)\n};\n");
-  const int closed = out.close();
-  return ret != 0 ? ret : closed;
+  return out.finish(ret);
 }
 
 }  // namespace vos

@@ -11,6 +11,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "tools/vospack/codegen/encoders.h"
 #include "tools/vospack/codegen/naming.h"
 #include "tools/vospack/codegen/writers.h"
 #include "uabase/dict.h"
@@ -342,6 +343,14 @@ int addrspace_model::build() {
     if (descriptions) add_string(n.extra().Description.text.view(), true);
     switch (n.NodeId.type()) {
       case ua_nodeid_type::string:
+        if (!cg_fits_c_literal(n.NodeId.string_id())) {
+          // A cut identifier would name another node, or none.
+          codegen_context::error(
+              "error (%s): the string NodeId of node %s is longer than a C string literal can "
+              "hold (%zu characters escaped).\n",
+              "output_c_addressspace", ua_nodeid_printable(n.NodeId).c_str(), CODEGEN_MAX_LITERAL);
+          return -1;
+        }
         add_string(n.NodeId.string_id(), false);
         break;
       case ua_nodeid_type::guid:
@@ -757,8 +766,18 @@ int addrspace_writer::write_roles() {
     const uagraph_node* node = ctx_.graph().node_find(role);
     const std::string_view name = node != nullptr ? node->BrowseName.name.view() : "";
     ctx_.debug("Role: %s\n", text.c_str());
-    out_.print("    \"%s\", /* %.*s */\n", text.c_str(), static_cast<int>(name.size()),
-               name.data());
+    out_.put("    ");
+    if (out_.c_string(text) != 0) {
+      // A cut role identifier would register another role.
+      codegen_context::error(
+          "error (%s): the NodeId of role %s is longer than a C string "
+          "literal can hold.\n",
+          "output_c_addressspace", ua_nodeid_printable(role).c_str());
+      return -1;
+    }
+    out_.put(", /* ");
+    out_.comment_text(name);
+    out_.put(" */\n");
   }
   out_.put("};\n\n");
   out_.print("static int %s_init_roles(void)\n{\n", prefix());
@@ -945,10 +964,7 @@ int output_c_addressspace_h(const codegen_context& ctx, const nstable_entry& ent
   out.print("#define %s_MODEL_ALT_STORE_INDEX %u\n", m, entry.store_index);
   if (entry.sdk_index == 0) {
     out.print("#define %s_MODEL_NAMESPACE_INDEX %u\n", m, entry.sdk_index);
-    out.print("#define %s_MODEL_NAMESPACE_URI \"%s\"\n", m, entry.uri.c_str());
-    out.print("#define %s_MODEL_NAMESPACE_VERSION \"%s\"\n", m, entry.version.value_or("").c_str());
-    out.print("#define %s_MODEL_NAMESPACE_PUBLICATION_DATE \"%s\"\n", m,
-              entry.publication_date.value_or("").c_str());
+    if (write_model_texts(out, entry, kFunction) != 0) return out.finish(-1);
   }
   out.print("\nint %s_register_static_addressspace(void);\n", p);
   out.print("int %s_initialize_staticstore(struct ua_staticstore *store, int store_idx);\n", p);
@@ -969,9 +985,7 @@ int output_c_addressspace(const codegen_context& ctx, const nstable_entry& entry
       ctx.namespace_dir(entry) + "/ns" + std::to_string(entry.sdk_index) + ".c";
   if (ctx.open_file(out, path, kFunction) != 0) return -1;
   addrspace_writer writer(ctx, entry, model, out);
-  const int ret = writer.write();
-  const int closed = out.close();
-  return ret != 0 ? ret : closed;
+  return out.finish(writer.write());
 }
 
 }  // namespace vos

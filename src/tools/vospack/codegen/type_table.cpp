@@ -32,8 +32,10 @@ int write_enum_row(const codegen_context& ctx, output_file& out, const nstable_e
                    UADataType& type) {
   const std::string_view name = ctx.symbolic_name(type, "output_c_enum_table_entry");
   if (name.empty()) return -1;
-  out.print("{\n    UA_DICT_NAME(\"%.*s\")\n    %s,\n    sizeof(int32_t),\n    UA_VT_INT32\n},\n",
-            static_cast<int>(name.size()), name.data(), node_macro(entry, name).c_str());
+  out.put("{\n    UA_DICT_NAME(");
+  out.c_string(name);
+  out.print(")\n    %s,\n    sizeof(int32_t),\n    UA_VT_INT32\n},\n",
+            node_macro(entry, name).c_str());
   return 0;
 }
 
@@ -73,8 +75,9 @@ int write_optionset_row(const codegen_context& ctx, output_file& out, const nsta
           "error (%s): the basetype of the optionset is not supported (id=%u).\n", kFunction, id);
       return -1;
   }
-  out.print("{\n    UA_DICT_NAME(\"%.*s\")\n    %s,\n    sizeof(%s),\n    %s,\n},\n",
-            static_cast<int>(name.size()), name.data(), node_macro(entry, name).c_str(), c_type,
+  out.put("{\n    UA_DICT_NAME(");
+  out.c_string(name);
+  out.print(")\n    %s,\n    sizeof(%s),\n    %s,\n},\n", node_macro(entry, name).c_str(), c_type,
             vt);
   return 0;
 }
@@ -97,8 +100,9 @@ int write_structure_row(const codegen_context& ctx, output_file& out, const nsta
   if (ctx.c_names(type, c_type, base, "output_c_get_datatypename") != 0) return -1;
   const std::string enc_macro =
       cg_upper(cg_join({entry.prefix(), "_ID_", name, "_ENCODING_", enc_name}));
-  out.print("{\n    UA_DICT_NAME(\"%.*s\")\n    g_%s_fields,\n    %s,\n    %s,\n",
-            static_cast<int>(name.size()), name.data(), base.c_str(), enc_macro.c_str(),
+  out.put("{\n    UA_DICT_NAME(");
+  out.c_string(name);
+  out.print(")\n    g_%s_fields,\n    %s,\n    %s,\n", base.c_str(), enc_macro.c_str(),
             node_macro(entry, name).c_str());
   out.print("    countof(g_%s_fields),\n    sizeof(%s)\n},\n", base.c_str(), c_type.c_str());
   return 0;
@@ -201,7 +205,9 @@ int write_type_table_c(const codegen_context& ctx, output_file& out, const nstab
   }
 
   const char* m = entry.prefix_upper().c_str();
-  out.print("\n/** \\internal Register the types for namespace %s.\n", entry.uri.c_str());
+  out.put("\n/** \\internal Register the types for namespace ");
+  out.comment_text(entry.uri);
+  out.put(".\n");
   out.put(" * @param nsidx The namespace index where this namespace was registered.\n */\n");
   out.print("int %s_register_type_table(uint16_t nsidx)\n{\n", p);
   out.print(
@@ -222,10 +228,7 @@ int output_c_type_table(const codegen_context& ctx, const nstable_entry& entry) 
   const std::string dir = ctx.namespace_dir(entry);
   output_file out;
   if (ctx.open_file(out, dir + "/type_table.c", kFunction) != 0) return -1;
-  const int ret = write_type_table_c(ctx, out, entry, types);
-  const int closed = out.close();
-  if (ret != 0) return ret;
-  if (closed != 0) return closed;
+  if (const int r = out.finish(write_type_table_c(ctx, out, entry, types)); r != 0) return r;
 
   if (ctx.open_file(out, dir + "/type_table.h", kFunction) != 0) return -1;
   const std::string guard = cg_include_guard(entry.prefix() + "_TYPE_TABLE");

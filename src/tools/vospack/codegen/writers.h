@@ -1,6 +1,7 @@
 // The writers of the generated tree, one per kind of file. Each takes the run's context,
 // writes its file from beginning to end and returns 0, or -1 (or the failing status) after
-// printing what went wrong; files written before a failure stay.
+// printing what went wrong; files completed before a failure stay, the failing one is
+// discarded.
 #pragma once
 
 #include "tools/vospack/codegen/context.h"
@@ -9,6 +10,9 @@ namespace vos {
 
 // identifier.h: a macro per exported node of the namespace and the model information.
 int output_c_identifier(const codegen_context& ctx, const nstable_entry& entry);
+// The URI, version and publication-date macros of a namespace (identifier.h, ns0.h), each a
+// C string literal. Returns 0, or -1 after an error when the URI does not fit a literal.
+int write_model_texts(output_file& out, const nstable_entry& entry, const char* function);
 // type_identifier.h: the enumeration that numbers the namespace's generated data types.
 int output_c_type_identifier(const codegen_context& ctx, const nstable_entry& entry);
 // The header and source of one generated data type, by its definition kind.
