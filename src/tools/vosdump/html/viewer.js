@@ -92,22 +92,6 @@
 
   const HAS_SUBTYPE = lookup('i=45'), HAS_TYPEDEF = lookup('i=40');
 
-  // The class of every NodeId; one the file does not hold is inferred from how it is used.
-  const cls = new Uint8Array(M);
-  for (let i = 0; i < N; i++) cls[i] = NODES[i][0];
-  for (let pass = 0; pass < 2; pass++) {
-    for (let k = 0; k < RC; k++) {
-      const s = R[3 * k], t = R[3 * k + 1], ty = R[3 * k + 2];
-      if (ty >= N) cls[ty] = 32;
-      if (ty === HAS_SUBTYPE && s >= N && cls[t]) cls[s] = cls[t];
-      if (ty === HAS_TYPEDEF && t >= N && !cls[t]) cls[t] = cls[s] === 2 ? 16 : 8;
-    }
-  }
-  for (let i = 0; i < N; i++) {
-    const x = NODES[i][5];
-    if (x && x.dt !== undefined && x.dt >= N) cls[x.dt] = 64;
-  }
-
   // Hierarchical reference types: the known ones and their subtypes.
   const hier = new Uint8Array(M);
   {
@@ -122,6 +106,23 @@
         if (R[3 * k + 2] === HAS_SUBTYPE && !hier[R[3 * k + 1]]) { hier[R[3 * k + 1]] = 1; queue.push(R[3 * k + 1]); }
       }
     }
+  }
+
+  // The class of every NodeId; one the file does not hold is inferred from how it is used.
+  const cls = new Uint8Array(M);
+  for (let i = 0; i < N; i++) cls[i] = NODES[i][0];
+  for (let pass = 0; pass < 2; pass++) {
+    for (let k = 0; k < RC; k++) {
+      const s = R[3 * k], t = R[3 * k + 1], ty = R[3 * k + 2];
+      if (ty >= N) cls[ty] = 32;
+      if (ty === HAS_SUBTYPE && s >= N && cls[t]) cls[s] = cls[t];
+      if (ty === HAS_TYPEDEF && t >= N && !cls[t]) cls[t] = cls[s] === 2 ? 16 : 8;
+      if (hier[ty] && ty !== HAS_SUBTYPE && s >= N && !cls[s] && pass) cls[s] = 1;
+    }
+  }
+  for (let i = 0; i < N; i++) {
+    const x = NODES[i][5];
+    if (x && x.dt !== undefined && x.dt >= N) cls[x.dt] = 64;
   }
 
   // ---- Names -----------------------------------------------------------------------------
