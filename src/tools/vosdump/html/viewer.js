@@ -61,6 +61,8 @@
     return e;
   }
 
+  // Start-up phases for the benchmark (bench/html_view_bench.py), in ms since navigation.
+  const times = window.vosTimes = { script: performance.now() };
   let D;
   try {
     D = JSON.parse($('vos-data').textContent);
@@ -68,6 +70,7 @@
     $('detail').append(el('p', { class: 'error' }, 'The data of this page cannot be read: ' + err.message));
     return;
   }
+  times.parsed = performance.now();
   const S = D.strings, IDS = D.ids, NODES = D.nodes, R = D.refs;
   const N = NODES.length, M = IDS.length, RC = R.length / 3;
   document.title = D.file + ' \u2014 address space';
@@ -95,10 +98,9 @@
   // Hierarchical reference types: the known ones and their subtypes.
   const hier = new Uint8Array(M);
   {
-    const queue = [];
-    for (const n of HIERARCHICAL) {
-      const i = lookup('i=' + n);
-      if (i >= 0) { hier[i] = 1; queue.push(i); }
+    const queue = [], seeds = new Set(HIERARCHICAL.map((n) => 'i=' + n));
+    for (let i = 0; i < M; i++) {
+      if (IDS[i].charCodeAt(0) === 105 && seeds.has(IDS[i])) { hier[i] = 1; queue.push(i); }
     }
     for (let q = 0; q < queue.length; q++) {
       for (let p = fwdStart[queue[q]]; p < fwdStart[queue[q] + 1]; p++) {
@@ -124,6 +126,8 @@
     const x = NODES[i][5];
     if (x && x.dt !== undefined && x.dt >= N) cls[x.dt] = 64;
   }
+
+  times.indexed = performance.now();
 
   // ---- Names -----------------------------------------------------------------------------
 
@@ -161,6 +165,10 @@
     for (let p = fwdStart[i]; p < fwdStart[i + 1]; p++) if (hier[R[3 * fwd[p] + 2]]) return true;
     return false;
   }
+  function hasAddressParent(i) {
+    for (let p = invStart[i]; p < invStart[i + 1]; p++) if (hier[R[3 * inv[p] + 2]]) return true;
+    return false;
+  }
   function addressParents(i) {
     const out = [];
     for (let p = invStart[i]; p < invStart[i + 1]; p++) {
@@ -181,6 +189,10 @@
     for (let p = fwdStart[i]; p < fwdStart[i + 1]; p++) if (R[3 * fwd[p] + 2] === HAS_SUBTYPE) return true;
     return false;
   }
+  function hasSupertype(i) {
+    for (let p = invStart[i]; p < invStart[i + 1]; p++) if (R[3 * inv[p] + 2] === HAS_SUBTYPE) return true;
+    return false;
+  }
   function supertypes(i) {
     const out = [];
     for (let p = invStart[i]; p < invStart[i + 1]; p++) {
@@ -198,18 +210,21 @@
   const addressRoots = [], orphans = [];
   if (ROOT >= 0) addressRoots.push(ROOT);
   for (let i = 0; i < M; i++) {
-    if (i === ROOT || addressParents(i).length !== 0) continue;
+    if (i === ROOT || hasAddressParent(i)) continue;
     if (i < N) orphans.push(i);
     else if (addressHasChildren(i)) addressRoots.push(i);
   }
   for (const i of addressRoots.concat(orphans)) addressTop.add(i);
   if (orphans.length) addressRoots.push({ title: 'Outside the hierarchy', list: orphans });
+  times.roots = performance.now();
   // Type hierarchy: the types without supertype, by class.
   const typeRoots = new Map(TYPE_GROUPS.map(([c]) => [c, []]));
   for (let i = 0; i < M; i++) {
     const list = typeRoots.get(cls[i]);
-    if (list && (i < N || hasSubtypes(i)) && supertypes(i).length === 0) list.push(i);
+    if (list && (i < N || hasSubtypes(i)) && !hasSupertype(i)) list.push(i);
   }
+
+  times.typeRoots = performance.now();
 
   // A path from a top-level node down to `node` (breadth first, upwards), or null.
   function pathTo(node, parents, isTop) {
@@ -823,6 +838,7 @@
   const models = D.namespaces.filter((ns) => ns[4]).map((ns) => ns[1]);
   $('summary').textContent = D.file + ' \u00b7 format ' + D.format + ' \u00b7 ' + N + ' nodes \u00b7 ' +
     RC + ' references \u00b7 ' + (models.length ? models.join(', ') : 'no model namespace');
+  times.trees = performance.now();
   fromHash();
   window.vosReady = performance.now();
   document.documentElement.setAttribute('data-ready', String(Math.round(window.vosReady)));
