@@ -149,14 +149,15 @@ TEST_F(VosDump, DamagedFilesFailWithAClearMessage) {
 TEST_F(VosDump, HtmlPageKeepsModelTextOutOfMarkup) {
   std::string model(test::kMiniPlantModel);
   const std::string name = "<DisplayName>Motor 1</DisplayName>";
-  model.replace(model.find(name), name.size(),
-                "<DisplayName>&lt;/script&gt;&lt;b&gt; &amp; \xe2\x80\xa8 \xe2\x80\xa9</DisplayName>");
+  model.replace(
+      model.find(name), name.size(),
+      "<DisplayName>&lt;/script&gt;&lt;b&gt; &amp; \xe2\x80\xa8 \xe2\x80\xa9</DisplayName>");
   test::write_file(dir_ / "hostile.xml", model);
-  ASSERT_EQ(test::run_program(test::vospack_binary(), "vospack",
-                              {"-q", "-i2", "-o", "hostile.bin", "ns0.xml", "hostile.xml"},
-                              dir_.path())
-                .status,
-            0);
+  ASSERT_EQ(
+      test::run_program(test::vospack_binary(), "vospack",
+                        {"-q", "-i2", "-o", "hostile.bin", "ns0.xml", "hostile.xml"}, dir_.path())
+          .status,
+      0);
   const RunResult r = dump({"--html", "page.html", "hostile.bin"});
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.out + r.err, "");
@@ -170,11 +171,13 @@ TEST_F(VosDump, HtmlPageKeepsModelTextOutOfMarkup) {
   EXPECT_EQ(data.find_first_of("<>&"), std::string::npos) << data;
   EXPECT_EQ(data.find("\xe2\x80\xa8"), std::string::npos);
   EXPECT_EQ(data.find("\xe2\x80\xa9"), std::string::npos);
-  EXPECT_NE(data.find(R"("\u003c/script\u003e\u003cb\u003e \u0026 \u2028 \u2029")"), std::string::npos)
+  EXPECT_NE(data.find(R"("\u003c/script\u003e\u003cb\u003e \u0026 \u2028 \u2029")"),
+            std::string::npos)
       << data;
   EXPECT_NE(data.find(R"("nodes":[)"), std::string::npos);
-  EXPECT_NE(page.find("Content-Security-Policy\" content=\"default-src 'none'; script-src 'sha256-"),
-            std::string::npos);
+  EXPECT_NE(
+      page.find("Content-Security-Policy\" content=\"default-src 'none'; script-src 'sha256-"),
+      std::string::npos);
 
   test::write_file(dir_ / "bad.bin", bytes_.substr(0, bytes_.size() - 9));
   const RunResult bad = dump({"--html", "bad.html", "bad.bin"});
@@ -184,9 +187,11 @@ TEST_F(VosDump, HtmlPageKeepsModelTextOutOfMarkup) {
   const RunResult unwritable = dump({"--html", "nodir/page.html", "plant.bin"});
   EXPECT_EQ(unwritable.status, 1);
   EXPECT_EQ(unwritable.err, "error: cannot write 'nodir/page.html': No such file or directory\n");
-  for (const std::vector<std::string>& args : std::vector<std::vector<std::string>>{
-           {"plant.bin", "--html"}, {"--html", "p.html", "--json", "plant.bin"},
-           {"-a", "--html", "p.html", "plant.bin"}, {"--html", "", "plant.bin"}}) {
+  for (const std::vector<std::string>& args :
+       std::vector<std::vector<std::string>>{{"plant.bin", "--html"},
+                                             {"--html", "p.html", "--json", "plant.bin"},
+                                             {"-a", "--html", "p.html", "plant.bin"},
+                                             {"--html", "", "plant.bin"}}) {
     EXPECT_EQ(dump(args).err, "usage: vosdump FILE [-a | --json | --html OUT.html]\n");
   }
 }

@@ -126,8 +126,8 @@ void append_role_permissions(std::string& out, id_table& ids,
   out += '[';
   for (std::size_t i = 0; i < list.size(); ++i) {
     if (i != 0) out += ',';
-    out += '[' + std::to_string(ids.add(list[i].role)) + ',' +
-           std::to_string(list[i].Permissions) + ']';
+    out += '[' + std::to_string(ids.add(list[i].role)) + ',' + std::to_string(list[i].Permissions) +
+           ']';
   }
   out += ']';
 }
@@ -194,8 +194,7 @@ void append_node(std::string& out, id_table& ids, const ua_file_contents& f,
          std::to_string((n.flags & UA_FILE_NODE_DESCRIPTION) != 0 ? n.description : 0);
   extra_writer x(out);
   if ((n.flags & UA_FILE_NODE_WRITEMASK) != 0) x.number("wm", n.write_mask);
-  if ((n.perm_flags & UA_FILE_PERM_ACCESSRESTRICTIONS) != 0)
-    x.number("ar", n.access_restrictions);
+  if ((n.perm_flags & UA_FILE_PERM_ACCESSRESTRICTIONS) != 0) x.number("ar", n.access_restrictions);
   if ((n.perm_flags & UA_FILE_PERM_ROLEPERMISSIONS) != 0)
     append_role_permissions(x.key("rp"), ids, n.role_permissions);
   if ((n.flags & UA_FILE_NODE_EXTENSIONS) != 0) append_extensions(x.key("ext"), n.extensions);

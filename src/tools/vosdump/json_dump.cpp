@@ -419,7 +419,9 @@ void write_list(std::string& text, std::FILE* out, std::string_view key, const L
 
 }  // namespace
 
-void json_append_value(std::string& out, const ua_variant& value) { append_variant(out, value); }
+void json_append_value(std::string& out, const ua_variant& value) {
+  append_variant(out, value);
+}
 
 void json_append_definition(std::string& out, const ua_file_contents& file,
                             const ua_file_read_definition& definition) {

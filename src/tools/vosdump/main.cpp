@@ -180,6 +180,5 @@ int main(int argc, char** argv) {
     return 1;
   }
   using vos::format;
-  return vos::dump(path, json ? format::json : all ? format::records : format::summary,
-                   html);
+  return vos::dump(path, json ? format::json : all ? format::records : format::summary, html);
 }
