@@ -1,12 +1,14 @@
 #!/usr/bin/env python3
 """Checks the page of `vosdump --html` in headless Chromium.
 
-  vosdump_html_check.py VOSPACK VOSDUMP NODESETS WORKDIR
+  vosdump_html_check.py VOSPACK VOSDUMP NODESETS WORKDIR [CORPUS_PLAN]
 
 Converts namespace 0 + DI, writes the page and opens it: searches a node, follows the path
 the tree expands to it, walks the tree with the keyboard, follows a reference and compares
 the detail pane of a sample of nodes with `vosdump --json`. Then opens the page of a model
 whose names, NodeIds and values hold markup and script and checks that none of it runs.
+With CORPUS_PLAN (tests/cruntime/corpus_plan) also opens the page of every corpus model that
+converts and shows nodes of every class and value type there without a script error.
 Screenshots and pages stay in WORKDIR. Exits 77 when the browser cannot start.
 """
 import json
@@ -186,11 +188,63 @@ def sample(doc):
     return picked
 
 
+def corpus_pages(plan, nodesets, vospack, vosdump, work):
+    """Pages of every corpus model that converts (a few do not, for reasons of their own)."""
+    folder = os.path.join(work, "corpus")
+    os.makedirs(folder, exist_ok=True)
+    lines = run([plan, nodesets], folder).decode().splitlines()
+    pages = []
+    for line in lines:
+        name, _, files = line.split("\t")[:3]
+        base = os.path.join(folder, name.rsplit(".", 1)[0])
+        if subprocess.run([vospack, "-q", "-a", "-o", base + ".bin"] + files.split(" "), cwd=folder,
+                          capture_output=True).returncode != 0:
+            continue
+        run([vosdump, "--html", base + ".html", base + ".bin"], folder)
+        pages.append(base + ".html")
+    return pages
+
+
+# Shows up to two nodes of every class and value type, one after the other through the URL
+# fragment, then the type hierarchy; returns the script errors.
+CORPUS_WALK = """
+const done = arguments[arguments.length - 1];
+const errors = [];
+window.addEventListener('error', (e) => errors.push(String(e.message)));
+const D = JSON.parse(document.getElementById('vos-data').textContent);
+const seen = new Map(), picks = [];
+D.nodes.forEach((n, i) => {
+  const key = n[0] + '/' + (n[5] && n[5].v ? n[5].v.type + ('array' in n[5].v) : '');
+  if ((seen.get(key) || 0) < 2) { seen.set(key, (seen.get(key) || 0) + 1); picks.push(i); }
+});
+let k = 0;
+const step = () => {
+  if (!document.querySelector('#detail h2')) errors.push('no detail for ' + D.ids[picks[k - 1]]);
+  if (k === picks.length) {
+    document.getElementById('tab-ty').click();
+    done(errors);
+    return;
+  }
+  window.addEventListener('hashchange', () => setTimeout(step, 0), { once: true });
+  location.hash = '#' + encodeURIComponent(D.ids[picks[k++]]);
+};
+step();
+"""
+
+
+def corpus_check(page, path):
+    page.open(path)
+    page.d.set_script_timeout(60)
+    errors = page.d.execute_async_script(CORPUS_WALK)
+    check(errors == [], "%s: %r" % (os.path.basename(path), errors[:3]))
+    check(page.console() == [], "%s: console %r" % (os.path.basename(path), page.console()[:3]))
+
+
 def main(argv):
-    if len(argv) != 5:
+    if len(argv) not in (5, 6):
         sys.stderr.write(__doc__)
         return 2
-    vospack, vosdump, nodesets, work = (os.path.abspath(a) for a in argv[1:])
+    vospack, vosdump, nodesets, work = (os.path.abspath(a) for a in argv[1:5])
     os.makedirs(work, exist_ok=True)
     work = os.path.abspath(work)
     run([vospack, "-q", "-i0", "-i2", "-o", "ns0_di.bin", os.path.join(nodesets, "Opc.Ua.NodeSet2.xml"),
@@ -213,8 +267,13 @@ def main(argv):
     except WebDriverException as err:
         print("skipped: the browser does not start: %s" % err.msg)
         return 77
+    corpus = corpus_pages(os.path.abspath(argv[5]), nodesets, vospack, vosdump, work) if len(argv) == 6 else []
     try:
         run_checks(page, doc, work)
+        for path in corpus:
+            corpus_check(page, path)
+        if corpus:
+            print("opened the pages of %d corpus models" % len(corpus))
     finally:
         page.d.quit()
     if failures:
