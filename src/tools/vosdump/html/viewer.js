@@ -73,6 +73,7 @@
   times.parsed = performance.now();
   const S = D.strings, IDS = D.ids, NODES = D.nodes, R = D.refs;
   const N = NODES.length, M = IDS.length, RC = R.length / 3;
+  const str = (j) => S[j] || '';
   document.title = D.file + ' \u2014 address space';
 
   // ---- Indexes ---------------------------------------------------------------------------
@@ -131,13 +132,13 @@
 
   // ---- Names -----------------------------------------------------------------------------
 
-  function browseName(i) { return i < N ? S[NODES[i][2]] : (KNOWN[IDS[i]] || ''); }
+  function browseName(i) { return i < N ? str(NODES[i][2]) : (KNOWN[IDS[i]] || ''); }
   function displayName(i) {
-    if (i < N) return S[NODES[i][3]] || S[NODES[i][2]] || IDS[i];
+    if (i < N) return str(NODES[i][3]) || str(NODES[i][2]) || IDS[i];
     return KNOWN[IDS[i]] || IDS[i];
   }
   function inverseName(ty) {
-    if (ty < N && NODES[ty][5] && NODES[ty][5].inv) return S[NODES[ty][5].inv];
+    if (ty < N && NODES[ty][5] && NODES[ty][5].inv) return str(NODES[ty][5].inv);
     if (ty < N && NODES[ty][5] && NODES[ty][5].sym) return displayName(ty);
     return KNOWN_INVERSE[IDS[ty]] || 'inverse ' + displayName(ty);
   }
@@ -287,7 +288,7 @@
         row.append(el('span', { class: 'name group' }, entry.title),
           el('span', { class: 'muted' }, String(entry.list.length)));
       } else {
-        row.append(badge(entry), el('span', { class: 'name' }, displayName(entry)),
+        row.append(badge(entry), el('span', { class: entry < N ? 'name' : 'name ext' }, displayName(entry)),
           el('span', { class: 'muted id' }, IDS[entry]));
       }
       li.append(row);
@@ -645,14 +646,14 @@
     } else {
       const n = NODES[i], x = n[5] || {};
       const rows = [['NodeId', IDS[i]], ['NodeClass', CLASS_NAMES[c] || String(c)],
-        ['BrowseName', n[1] + ':' + S[n[2]]]];
-      if (n[3]) rows.push(['DisplayName', S[n[3]]]);
-      if (n[4]) rows.push(['Description', S[n[4]]]);
+        ['BrowseName', n[1] + ':' + str(n[2])]];
+      if (n[3]) rows.push(['DisplayName', str(n[3])]);
+      if (n[4]) rows.push(['Description', str(n[4])]);
       if (x.wm !== undefined) rows.push(['WriteMask', hex(x.wm, 8)]);
       if (c === 8 || c === 16 || c === 32 || c === 64) rows.push(['IsAbstract', x.abs ? 'true' : 'false']);
       if (c === 32) {
         rows.push(['Symmetric', x.sym ? 'true' : 'false']);
-        if (x.inv) rows.push(['InverseName', S[x.inv]]);
+        if (x.inv) rows.push(['InverseName', str(x.inv)]);
       }
       if (x.en !== undefined) rows.push(['EventNotifier', bits(x.en, EVENT_NOTIFIER)]);
       if (c === 4) rows.push(['Executable', x.exe ? 'true' : 'false']);
@@ -789,7 +790,7 @@
     let total = 0;
     for (let i = 0; i < N; i++) {
       const n = NODES[i], id = lowerIds[i];
-      const r = Math.max(rank[n[2]], rank[n[3]], id === needle ? 3 : id.startsWith(needle) ? 2 : id.includes(needle) ? 1 : 0);
+      const r = Math.max(rank[n[2]] | 0, rank[n[3]] | 0, id === needle ? 3 : id.startsWith(needle) ? 2 : id.includes(needle) ? 1 : 0);
       if (!r) continue;
       total++;
       if (buckets[3 - r].length < SEARCH_LIMIT) buckets[3 - r].push(i);
