@@ -385,6 +385,9 @@ def run_checks(page, doc, work):
     check(page.js("return document.getElementById('detail-value').textContent") == HOSTILE[2], "hostile value")
     check(page.js("return document.getElementById('detail-name').textContent") == HOSTILE[3], "hostile name with U+2028")
     page.d.save_screenshot(os.path.join(work, "hostile.png"))
+    page.open(hostile, "#" + quote(HOSTILE[1], safe=""))
+    check(page.js("return document.querySelector('#detail code').textContent") == HOSTILE[1],
+          "a fragment that names no node")
     check(page.js("return window.pwned") is None, "a planted script ran")
     check(page.js("return [document.scripts.length, document.images.length]") == [2, 0], "markup from the model")
     try:

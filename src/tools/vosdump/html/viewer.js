@@ -343,10 +343,10 @@
       li.setAttribute('tabindex', '0');
       this.focused = li;
     }
-    focus(li) {
+    focus(li, block) {
       this.setFocusable(li);
       li.focus({ preventScroll: true });
-      li.firstChild.scrollIntoView({ block: 'nearest' });
+      li.firstChild.scrollIntoView({ block: block || 'nearest' });
     }
     select(item, fromUser) {
       if (this.selected) this.selected.setAttribute('aria-selected', 'false');
@@ -371,6 +371,15 @@
       this.focus(li);
       if (e.target.closest('.tw') && !li.item.more) this.toggle(li.item);
       else this.activate(li.item);
+    }
+
+    // The next visible item after `li` whose name starts with `ch`, wrapping around.
+    typeAhead(li, ch) {
+      for (let x = this.next(li) || this.ul.firstElementChild; x && x !== li; x = this.next(x) || this.ul.firstElementChild) {
+        const name = x.querySelector('.name');
+        if (name && name.textContent.toLowerCase().startsWith(ch)) return x;
+      }
+      return null;
     }
 
     // The next and the previous visible item.
@@ -426,7 +435,8 @@
           break;
         }
         default:
-          return;
+          if (e.key.length !== 1 || item.more) return;
+          target = this.typeAhead(li, e.key.toLowerCase());
       }
       e.preventDefault();
       if (target) {
@@ -454,7 +464,7 @@
         if (step !== node) this.expand(child);
         item = child;
       }
-      this.focus(item.li);
+      this.focus(item.li, 'center');
       this.select(item, false);
       return true;
     }
