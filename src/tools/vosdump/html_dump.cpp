@@ -90,7 +90,12 @@ class id_table {
   explicit id_table(const ua_file_contents& f) {
     index_.reserve(f.nodes.size() + f.nodes.size() / 4);
     ids_.reserve(f.nodes.size());
-    for (const ua_file_read_node& n : f.nodes) add(n.nodeid);
+    // A NodeId that two records share (a damaged file) keeps a place for each, so that node
+    // i still has id i; references name the first.
+    for (const ua_file_read_node& n : f.nodes) {
+      const auto [it, inserted] = index_.try_emplace(n.nodeid, static_cast<uint32_t>(ids_.size()));
+      ids_.push_back(&it->first);
+    }
   }
   uint32_t add(const ua_nodeid& id) {
     const auto [it, inserted] = index_.try_emplace(id, static_cast<uint32_t>(ids_.size()));
