@@ -9,7 +9,8 @@ the detail pane of a sample of nodes with `vosdump --json`. Then opens the page 
 whose names, NodeIds and values hold markup and script and checks that none of it runs.
 With CORPUS_PLAN (tests/cruntime/corpus_plan) also opens the page of every corpus model that
 converts and shows nodes of every class and value type there without a script error.
-Screenshots and pages stay in WORKDIR. Exits 77 when the browser cannot start.
+Screenshots and pages stay in WORKDIR. Fails when Chromium or Selenium is not installed, and
+exits 77 when the browser is installed but cannot start.
 """
 import json
 import os
@@ -25,8 +26,8 @@ try:
     from selenium.webdriver.common.by import By
     from selenium.webdriver.common.keys import Keys
 except ImportError as err:
-    print("skipped: selenium is not installed (%s)" % err)
-    sys.exit(77)
+    print("error: Selenium is not installed (%s): run make deps" % err)
+    sys.exit(1)
 
 HOSTILE = [
     "<script>window.pwned=1</script>",
@@ -312,6 +313,9 @@ def main(argv):
     run([vosdump, "--html", "hostile.html", "hostile.bin"], work)
     hostile_doc = json.loads(run([vosdump, "--json", "hostile.bin"], work))
 
+    if not any(os.path.exists(os.path.join(d, "chromium")) for d in os.environ["PATH"].split(os.pathsep)):
+        print("error: chromium is not installed: run make deps")
+        return 1
     try:
         page = Page()
     except WebDriverException as err:
