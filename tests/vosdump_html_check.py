@@ -262,9 +262,13 @@ const done = arguments[arguments.length - 1];
 const errors = [];
 window.addEventListener('error', (e) => errors.push(String(e.message)));
 const D = JSON.parse(document.getElementById('vos-data').textContent);
+const details = [];
+for (let k = 0; document.getElementById('vos-detail-' + k); k++)
+  details.push(...JSON.parse(document.getElementById('vos-detail-' + k).textContent));
 const seen = new Map(), picks = [];
 D.nodes.forEach((n, i) => {
-  const key = n[0] + '/' + (n[5] && n[5].v ? n[5].v.type + ('array' in n[5].v) : '');
+  const v = details[i] && details[i].v;
+  const key = n[0] + '/' + (v ? v.type + ('array' in v) : '');
   if ((seen.get(key) || 0) < 2) { seen.set(key, (seen.get(key) || 0) + 1); picks.push(i); }
 });
 let k = 0;
@@ -443,7 +447,8 @@ def run_checks(page, doc, hostile_doc, work):
     check(page.js("return document.querySelector('#detail code').textContent") == HOSTILE[1],
           "a fragment that names no node")
     check(page.js("return window.pwned") is None, "a planted script ran")
-    check(page.js("return [document.scripts.length, document.images.length]") == [2, 0], "markup from the model")
+    check(page.js("return [Array.from(document.scripts).filter((s) => s.type !== 'application/json').length, "
+                  "document.images.length]") == [1, 0], "markup from the model")
     try:
         page.d.switch_to.alert
         check(False, "an alert opened")

@@ -143,8 +143,8 @@ TEST_F(VosDump, DamagedFilesFailWithAClearMessage) {
   }
 }
 
-// The page of --html: model texts reach the data block only as JSON escapes that cannot end
-// the block or open markup; a file that does not load or a page that cannot be written
+// The page of --html: model texts reach the data blocks only as JSON escapes that cannot end
+// a block or open markup; a file that does not load or a page that cannot be written
 // leaves no page behind.
 TEST_F(VosDump, HtmlPageKeepsModelTextOutOfMarkup) {
   std::string model(test::kMiniPlantModel);
@@ -162,12 +162,18 @@ TEST_F(VosDump, HtmlPageKeepsModelTextOutOfMarkup) {
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.out + r.err, "");
   const std::string page = test::read_file(dir_ / "page.html");
-  const std::string open = "<script type=\"application/json\" id=\"vos-data\">";
-  const std::size_t from = page.find(open);
-  ASSERT_NE(from, std::string::npos);
-  const std::size_t to = page.find("</script>", from);
-  ASSERT_NE(to, std::string::npos);
-  const std::string data = page.substr(from + open.size(), to - from - open.size());
+  // The data blocks: the file, then the details of its nodes.
+  const std::string open = "<script type=\"application/json\"";
+  std::string data;
+  int blocks = 0;
+  for (std::size_t from = page.find(open); from != std::string::npos;
+       from = page.find(open, from + 1), ++blocks) {
+    const std::size_t start = page.find('>', from) + 1;
+    const std::size_t to = page.find("</script>", start);
+    ASSERT_NE(to, std::string::npos);
+    data += page.substr(start, to - start);
+  }
+  EXPECT_EQ(blocks, 2);
   EXPECT_EQ(data.find_first_of("<>&"), std::string::npos) << data;
   EXPECT_EQ(data.find("\xe2\x80\xa8"), std::string::npos);
   EXPECT_EQ(data.find("\xe2\x80\xa9"), std::string::npos);
@@ -175,6 +181,7 @@ TEST_F(VosDump, HtmlPageKeepsModelTextOutOfMarkup) {
             std::string::npos)
       << data;
   EXPECT_NE(data.find(R"("nodes":[)"), std::string::npos);
+  EXPECT_NE(data.find(R"("v":{"type": "Int32", "value": 42})"), std::string::npos) << data;
   EXPECT_NE(
       page.find("Content-Security-Policy\" content=\"default-src 'none'; script-src 'sha256-"),
       std::string::npos);

@@ -23,6 +23,11 @@ namespace {
 #include "html_template.inc"
 
 constexpr std::string_view kDataMarker = "@VOS_DATA@";
+constexpr std::string_view kDetailsMarker = "@VOS_DETAILS@";
+
+// The attributes beyond class, names and data type are in blocks of this many nodes, which
+// the page reads when it first shows one of their nodes.
+constexpr std::size_t kDetailChunk = 4096;
 
 std::string_view page_template() {
   return {reinterpret_cast<const char*>(kHtmlTemplate), sizeof(kHtmlTemplate)};
@@ -166,13 +171,13 @@ void append_namespace(std::string& out, id_table& ids, const ua_file_namespace& 
   out += ']';
 }
 
-// The attributes beyond class, names and description, as one object with short keys; the
-// record's optional attributes appear only when it carries them.
+// The attributes beyond class, names and data type, as one object with short keys (0 when
+// there are none); the record's optional attributes appear only when it carries them.
 class extra_writer {
  public:
   explicit extra_writer(std::string& out) : out_(out) {}
   std::string& key(const char* name) {
-    out_ += first_ ? ",{\"" : ",\"";
+    out_ += first_ ? "{\"" : ",\"";
     first_ = false;
     out_ += name;
     out_ += "\":";
@@ -182,22 +187,31 @@ class extra_writer {
   void flag(const char* name, bool on) {
     if (on) key(name) += '1';
   }
-  void close() {
-    if (!first_) out_ += '}';
-  }
+  void close() { out_ += first_ ? '0' : '}'; }
 
  private:
   std::string& out_;
   bool first_ = true;
 };
 
-void append_node(std::string& out, id_table& ids, const ua_file_contents& f,
-                 const ua_file_read_node& n) {
+bool has_datatype(const ua_file_read_node& n) {
+  return (n.nodeclass == UA_NODECLASS_VARIABLE || n.nodeclass == UA_NODECLASS_VARIABLETYPE) &&
+         (n.flags & UA_FILE_VAR_DATATYPE) != 0;
+}
+
+// What the tree and the search need: class, browse name, display name, data type.
+void append_core(std::string& out, id_table& ids, const ua_file_read_node& n) {
   out += '[' + std::to_string(n.nodeclass) + ',' + std::to_string(n.browse_ns) + ',' +
          std::to_string(n.browse_name) + ',' +
-         std::to_string((n.flags & UA_FILE_NODE_DISPLAYNAME) != 0 ? n.display_name : 0) + ',' +
-         std::to_string((n.flags & UA_FILE_NODE_DESCRIPTION) != 0 ? n.description : 0);
+         std::to_string((n.flags & UA_FILE_NODE_DISPLAYNAME) != 0 ? n.display_name : 0);
+  if (has_datatype(n)) out += ',' + std::to_string(ids.add(n.datatype));
+  out += ']';
+}
+
+void append_details(std::string& out, id_table& ids, const ua_file_contents& f,
+                    const ua_file_read_node& n) {
   extra_writer x(out);
+  if ((n.flags & UA_FILE_NODE_DESCRIPTION) != 0 && n.description != 0) x.number("d", n.description);
   if ((n.flags & UA_FILE_NODE_WRITEMASK) != 0) x.number("wm", n.write_mask);
   if ((n.perm_flags & UA_FILE_PERM_ACCESSRESTRICTIONS) != 0) x.number("ar", n.access_restrictions);
   if ((n.perm_flags & UA_FILE_PERM_ROLEPERMISSIONS) != 0)
@@ -229,7 +243,6 @@ void append_node(std::string& out, id_table& ids, const ua_file_contents& f,
     case UA_NODECLASS_VARIABLE:
     case UA_NODECLASS_VARIABLETYPE:
       if ((n.flags & UA_FILE_VAR_VALUE) != 0) json_append_value(x.key("v"), n.value);
-      if ((n.flags & UA_FILE_VAR_DATATYPE) != 0) x.number("dt", ids.add(n.datatype));
       if ((n.flags & UA_FILE_VAR_VALUERANK) != 0) x.number("vr", n.value_rank);
       if ((n.flags2 & UA_FILE_VAR2_ARRAYDIMENSIONS) != 0) {
         std::string& d = x.key("ad");
@@ -254,14 +267,20 @@ void append_node(std::string& out, id_table& ids, const ua_file_contents& f,
       break;
   }
   x.close();
-  out += ']';
+}
+
+// Every NodeId the details name gets its index before the list of NodeIds is written.
+void add_detail_ids(id_table& ids, const ua_file_read_node& n) {
+  for (const uagraph_rolepermission& rp : n.role_permissions) ids.add(rp.role);
+  if (n.nodeclass == UA_NODECLASS_METHOD && (n.flags & UA_FILE_METHOD_DECLARATION) != 0)
+    ids.add(n.method_declaration);
 }
 
 // The data document: see README, "vosdump --html", for its members.
-void write_data(const char* path, const ua_file_contents& f, std::FILE* out) {
+void write_data(const char* path, const ua_file_contents& f, id_table& ids, std::FILE* out) {
+  for (const ua_file_read_node& n : f.nodes) add_detail_ids(ids, n);
   data_sink sink(out);
   std::string& t = sink.text();
-  id_table ids(f);
   t += "{\"file\":";
   json_append_string(t, path);
   t += ",\"format\":\"" + std::to_string(f.major) + '.' + std::to_string(f.minor) +
@@ -274,7 +293,8 @@ void write_data(const char* path, const ua_file_contents& f, std::FILE* out) {
   } else {
     t += "null";
   }
-  t += ",\"checksum\":" + std::to_string(f.checksum) + ",\"extension_uris\":[";
+  t += ",\"checksum\":" + std::to_string(f.checksum) +
+       ",\"detail_chunk\":" + std::to_string(kDetailChunk) + ",\"extension_uris\":[";
   for (std::size_t i = 0; i < f.extension_uris.size(); ++i) {
     if (i != 0) t += ',';
     json_append_string(t, f.extension_uris[i]);
@@ -305,7 +325,7 @@ void write_data(const char* path, const ua_file_contents& f, std::FILE* out) {
   t += "],\n\"nodes\":[";
   for (std::size_t i = 0; i < f.nodes.size(); ++i) {
     if (i != 0) t += ",\n";
-    append_node(t, ids, f, f.nodes[i]);
+    append_core(t, ids, f.nodes[i]);
     sink.maybe_flush();
   }
   t += "],\n\"refs\":[";
@@ -330,16 +350,44 @@ void write_data(const char* path, const ua_file_contents& f, std::FILE* out) {
   sink.flush();
 }
 
+// One data block per chunk of nodes, each an array with the details of its nodes.
+void write_details(const ua_file_contents& f, id_table& ids, std::FILE* out) {
+  data_sink sink(out);
+  std::string& t = sink.text();
+  for (std::size_t i = 0; i < f.nodes.size(); ++i) {
+    if (i % kDetailChunk == 0) {
+      if (i != 0) {
+        sink.flush();
+        std::fputs("]</script>\n", out);
+      }
+      std::fprintf(out, "<script type=\"application/json\" id=\"vos-detail-%zu\">[",
+                   i / kDetailChunk);
+    } else {
+      t += ",\n";
+    }
+    append_details(t, ids, f, f.nodes[i]);
+    sink.maybe_flush();
+  }
+  sink.flush();
+  if (!f.nodes.empty()) std::fputs("]</script>\n", out);
+}
+
 }  // namespace
 
 void dump_html(const char* path, const ua_file_contents& file, std::FILE* out) {
-  const std::string_view page = page_template();
-  // The build checks that the template holds the marker once.
-  const std::size_t at = std::min(page.find(kDataMarker), page.size());
-  std::fwrite(page.data(), 1, at, out);
-  write_data(path, file, out);
-  const std::string_view rest = page.substr(std::min(at + kDataMarker.size(), page.size()));
-  std::fwrite(rest.data(), 1, rest.size(), out);
+  // The build checks that the template holds each marker once, in this order.
+  std::string_view page = page_template();
+  const auto write_to = [&page, out](std::string_view marker) {
+    const std::size_t at = std::min(page.find(marker), page.size());
+    std::fwrite(page.data(), 1, at, out);
+    page.remove_prefix(std::min(at + marker.size(), page.size()));
+  };
+  id_table ids(file);
+  write_to(kDataMarker);
+  write_data(path, file, ids, out);
+  write_to(kDetailsMarker);
+  write_details(file, ids, out);
+  std::fwrite(page.data(), 1, page.size(), out);
 }
 
 }  // namespace vos

@@ -74,6 +74,18 @@
   const S = D.strings, IDS = D.ids, NODES = D.nodes, R = D.refs;
   const N = NODES.length, M = IDS.length, RC = R.length / 3;
   const str = (j) => S[j] || '';
+
+  // The details of node i (description, value and the other attributes), read from their
+  // block when first needed; null when the record has none.
+  const CH = D.detail_chunk, detailBlocks = [];
+  function details(i) {
+    const k = Math.floor(i / CH);
+    if (!detailBlocks[k]) {
+      const block = document.getElementById('vos-detail-' + k);
+      detailBlocks[k] = block ? JSON.parse(block.textContent) : [];
+    }
+    return detailBlocks[k][i - k * CH] || null;
+  }
   document.title = D.file + ' \u2014 address space';
 
   // ---- Indexes ---------------------------------------------------------------------------
@@ -124,8 +136,8 @@
     }
   }
   for (let i = 0; i < N; i++) {
-    const x = NODES[i][5];
-    if (x && x.dt !== undefined && x.dt >= N) cls[x.dt] = 64;
+    const dt = NODES[i][4];
+    if (dt !== undefined && dt >= N) cls[dt] = 64;
   }
 
   times.indexed = performance.now();
@@ -138,8 +150,9 @@
     return KNOWN[IDS[i]] || IDS[i];
   }
   function inverseName(ty) {
-    if (ty < N && NODES[ty][5] && NODES[ty][5].inv) return str(NODES[ty][5].inv);
-    if (ty < N && NODES[ty][5] && NODES[ty][5].sym) return displayName(ty);
+    const x = ty < N ? details(ty) : null;
+    if (x && x.inv) return str(x.inv);
+    if (x && x.sym) return displayName(ty);
     return KNOWN_INVERSE[IDS[ty]] || 'inverse ' + displayName(ty);
   }
   function href(i) { return '#' + encodeURIComponent(IDS[i]); }
@@ -654,11 +667,11 @@
       frag.append(el('p', { class: 'note' }, 'This node is not in the file: only its references are.'));
       frag.append(attributeTable([['NodeId', IDS[i]]]));
     } else {
-      const n = NODES[i], x = n[5] || {};
+      const n = NODES[i], x = details(i) || {};
       const rows = [['NodeId', IDS[i]], ['NodeClass', CLASS_NAMES[c] || String(c)],
         ['BrowseName', n[1] + ':' + str(n[2])]];
       if (n[3]) rows.push(['DisplayName', str(n[3])]);
-      if (n[4]) rows.push(['Description', str(n[4])]);
+      if (x.d) rows.push(['Description', str(x.d)]);
       if (x.wm !== undefined) rows.push(['WriteMask', hex(x.wm, 8)]);
       if (c === 8 || c === 16 || c === 32 || c === 64) rows.push(['IsAbstract', x.abs ? 'true' : 'false']);
       if (c === 32) {
@@ -668,7 +681,7 @@
       if (x.en !== undefined) rows.push(['EventNotifier', bits(x.en, EVENT_NOTIFIER)]);
       if (c === 4) rows.push(['Executable', x.exe ? 'true' : 'false']);
       if (x.md !== undefined) rows.push(['MethodDeclarationId', idRef(x.md)]);
-      if (x.dt !== undefined) rows.push(['DataType', idRef(x.dt)]);
+      if (n[4] !== undefined) rows.push(['DataType', idRef(n[4])]);
       if (x.vr !== undefined || c === 2 || c === 16) {
         const vr = x.vr === undefined ? -1 : x.vr;
         rows.push(['ValueRank', vr + (VALUE_RANKS[vr] ? ' (' + VALUE_RANKS[vr] + ')' : '')]);
