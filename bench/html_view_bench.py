@@ -2,11 +2,12 @@
 """Times pages of `vosdump --html` in headless Chromium (Debian's chromium, chromium-driver
 and python3-selenium; run with /usr/bin/python3).
 
-Usage: html_view_bench.py PAGE.html [QUERY]...
+Usage: html_view_bench.py PAGE.html[#FRAGMENT] [QUERY]...
 
-For each page: its size, the time from navigation to a usable page (the viewer's
-window.vosReady, measured with performance.now()), the JavaScript heap, and for each QUERY
-the time of one search with Enter, which also expands the tree to the first match.
+For the page (opened with the node the fragment names chosen): its size, the time from
+navigation to a usable page (the viewer's window.vosReady, measured with performance.now()),
+the JavaScript heap, and for each QUERY the time of one search with Enter, which also expands
+the tree to the first match.
 """
 import os
 import sys
@@ -26,8 +27,9 @@ def main(argv):
         options.add_argument(arg)
     d = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
     try:
-        path = os.path.abspath(argv[1])
-        d.get("file://" + path)
+        path, _, fragment = argv[1].partition("#")
+        path = os.path.abspath(path)
+        d.get("file://" + path + ("#" + fragment if fragment else ""))
         ready = None
         for _ in range(2400):
             ready = d.execute_script("return window.vosReady")
