@@ -5,7 +5,8 @@
 #   scripts/install-deps.sh [build|fuzz]
 #
 # build (the default): make, the compiler, CMake, Ninja, the test and benchmark libraries,
-# Node.js and npm (the models are fetched over https, hence the CA certificates).
+# Node.js and npm (the models are fetched over https, hence the CA certificates), Chromium
+# with its WebDriver and Selenium for the browser test of the HTML view.
 # fuzz: also the fuzzer runtime of clang, and llvm-symbolizer, which turns the addresses in
 # sanitizer and fuzzer reports into functions, files and lines.
 #
@@ -41,6 +42,10 @@ want_cmd clang clang
 want_pkg libgtest-dev
 want_pkg libgmock-dev
 want_pkg libbenchmark-dev
+# The browser test of `vosdump --html`.
+want_pkg chromium
+want_pkg chromium-driver
+want_pkg python3-selenium
 case $profile in
   build) ;;
   fuzz)

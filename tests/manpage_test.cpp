@@ -78,8 +78,10 @@ TEST_F(ManPage, VospackDocumentsEveryOptionOfBothPersonalities) {
 
 TEST_F(ManPage, VosdumpDocumentsItsOptions) {
   const std::string text = render("vosdump.1");
-  for (const char* option : {"-a", "--json", "-h"}) EXPECT_TRUE(documents(text, option)) << option;
+  for (const char* option : {"-a", "--json", "--html", "-h"})
+    EXPECT_TRUE(documents(text, option)) << option;
   EXPECT_NE(text.find("\nJSON OUTPUT\n"), std::string::npos);
+  EXPECT_NE(text.find("\nHTML VIEW\n"), std::string::npos);
 }
 
 }  // namespace

@@ -139,7 +139,67 @@ TEST_F(VosDump, DamagedFilesFailWithAClearMessage) {
     const RunResult usage = dump(args);
     EXPECT_EQ(usage.status, 1);
     EXPECT_EQ(usage.out, "");
-    EXPECT_EQ(usage.err, "usage: vosdump FILE [-a | --json]\n");
+    EXPECT_EQ(usage.err, "usage: vosdump FILE [-a | --json | --html OUT.html]\n");
+  }
+}
+
+// The page of --html: model texts reach the data blocks only as JSON escapes that cannot end
+// a block or open markup; a file that does not load or a page that cannot be written
+// leaves no page behind.
+TEST_F(VosDump, HtmlPageKeepsModelTextOutOfMarkup) {
+  std::string model(test::kMiniPlantModel);
+  const std::string name = "<DisplayName>Motor 1</DisplayName>";
+  model.replace(
+      model.find(name), name.size(),
+      "<DisplayName>&lt;/script&gt;&lt;b&gt; &amp; \xe2\x80\xa8 \xe2\x80\xa9</DisplayName>");
+  test::write_file(dir_ / "hostile.xml", model);
+  ASSERT_EQ(
+      test::run_program(test::vospack_binary(), "vospack",
+                        {"-q", "-i2", "-o", "hostile.bin", "ns0.xml", "hostile.xml"}, dir_.path())
+          .status,
+      0);
+  const RunResult r = dump({"--html", "page.html", "hostile.bin"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out + r.err, "");
+  const std::string page = test::read_file(dir_ / "page.html");
+  // The data blocks: the file, then the details of its nodes.
+  const std::string open = "<script type=\"application/json\"";
+  std::string data;
+  int blocks = 0;
+  for (std::size_t from = page.find(open); from != std::string::npos;
+       from = page.find(open, from + 1), ++blocks) {
+    const std::size_t start = page.find('>', from) + 1;
+    const std::size_t to = page.find("</script>", start);
+    ASSERT_NE(to, std::string::npos);
+    data += page.substr(start, to - start);
+  }
+  EXPECT_EQ(blocks, 2);
+  EXPECT_EQ(data.find_first_of("<>&"), std::string::npos) << data;
+  EXPECT_EQ(data.find("\xe2\x80\xa8"), std::string::npos);
+  EXPECT_EQ(data.find("\xe2\x80\xa9"), std::string::npos);
+  EXPECT_NE(data.find(R"("\u003c/script\u003e\u003cb\u003e \u0026 \u2028 \u2029")"),
+            std::string::npos)
+      << data;
+  EXPECT_NE(data.find(R"("nodes":[)"), std::string::npos);
+  EXPECT_NE(data.find(R"("v":{"type": "Int32", "value": 42})"), std::string::npos) << data;
+  EXPECT_NE(
+      page.find("Content-Security-Policy\" content=\"default-src 'none'; script-src 'sha256-"),
+      std::string::npos);
+
+  test::write_file(dir_ / "bad.bin", bytes_.substr(0, bytes_.size() - 9));
+  const RunResult bad = dump({"--html", "bad.html", "bad.bin"});
+  EXPECT_EQ(bad.status, 1);
+  EXPECT_EQ(bad.err.rfind("error: cannot read 'bad.bin': ", 0), 0u) << bad.err;
+  EXPECT_FALSE(fs::exists(dir_ / "bad.html"));
+  const RunResult unwritable = dump({"--html", "nodir/page.html", "plant.bin"});
+  EXPECT_EQ(unwritable.status, 1);
+  EXPECT_EQ(unwritable.err, "error: cannot write 'nodir/page.html': No such file or directory\n");
+  for (const std::vector<std::string>& args :
+       std::vector<std::vector<std::string>>{{"plant.bin", "--html"},
+                                             {"--html", "p.html", "--json", "plant.bin"},
+                                             {"-a", "--html", "p.html", "plant.bin"},
+                                             {"--html", "", "plant.bin"}}) {
+    EXPECT_EQ(dump(args).err, "usage: vosdump FILE [-a | --json | --html OUT.html]\n");
   }
 }
 

@@ -419,6 +419,15 @@ void write_list(std::string& text, std::FILE* out, std::string_view key, const L
 
 }  // namespace
 
+void json_append_value(std::string& out, const ua_variant& value) {
+  append_variant(out, value);
+}
+
+void json_append_definition(std::string& out, const ua_file_contents& file,
+                            const ua_file_read_definition& definition) {
+  append_definition(out, file, definition);
+}
+
 void dump_json(const char* path, const ua_file_contents& f, std::FILE* out) {
   std::string text = "{\n  ";
   json_append_string(text, "file");

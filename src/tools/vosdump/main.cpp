@@ -1,6 +1,8 @@
-// vosdump FILE [-a | --json]: checks a binary address-space file and prints a summary of it
-// (header, namespaces, node counts per class, strings, references); with -a also every
-// record; with --json all of it as one JSON document.
+// vosdump FILE [-a | --json | --html OUT]: checks a binary address-space file and prints a
+// summary of it (header, namespaces, node counts per class, strings, references); with -a
+// also every record; with --json all of it as one JSON document; --html writes a page that
+// browses it.
+#include <cerrno>
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
@@ -8,6 +10,7 @@
 #include <string>
 #include <string_view>
 
+#include "tools/vosdump/html_dump.h"
 #include "tools/vosdump/json_dump.h"
 #include "tools/vospack/filereader.h"
 #include "tools/vospack/uagraph.h"
@@ -101,15 +104,33 @@ void dump_text(const char* path, const ua_file_contents& f, bool all) {
 
 enum class format { summary, records, json };
 
+// The page goes to a file of its own; a failed write leaves an error, not a cut page.
+int write_html(const char* path, const ua_file_contents& f, const char* out_path) {
+  std::FILE* out = std::fopen(out_path, "wb");
+  if (out == nullptr) {
+    std::fprintf(stderr, "error: cannot write '%s': %s\n", out_path, std::strerror(errno));
+    return 1;
+  }
+  dump_html(path, f, out);
+  const bool failed = std::ferror(out) != 0;
+  if (std::fclose(out) != 0 || failed) {
+    std::fprintf(stderr, "error: cannot write '%s'\n", out_path);
+    std::remove(out_path);
+    return 1;
+  }
+  return 0;
+}
+
 // The whole file is read and checked before anything is printed, so a damaged file gives
 // only the error line.
-int dump(const char* path, format how) {
+int dump(const char* path, format how, const char* html_out) {
   ua_file_contents f;
   const int ret = ua_file_read_path(path, f);
   if (ret != 0) {
     std::fprintf(stderr, "error: cannot read '%s': %s (%d)\n", path, util_error_lookup(ret), ret);
     return 1;
   }
+  if (html_out != nullptr) return write_html(path, f, html_out);
   if (how == format::json) {
     dump_json(path, f, stdout);
   } else {
@@ -122,7 +143,7 @@ int dump(const char* path, format how) {
   return 0;
 }
 
-constexpr const char* kUsage = "usage: vosdump FILE [-a | --json]\n";
+constexpr const char* kUsage = "usage: vosdump FILE [-a | --json | --html OUT.html]\n";
 
 }  // namespace
 }  // namespace vos
@@ -131,6 +152,7 @@ int main(int argc, char** argv) {
   const char* path = nullptr;
   bool all = false;
   bool json = false;
+  const char* html = nullptr;
   bool bad = false;
   for (int i = 1; i < argc; ++i) {
     const std::string_view arg = argv[i];
@@ -142,6 +164,8 @@ int main(int argc, char** argv) {
       all = true;
     } else if (arg == "--json") {
       json = true;
+    } else if (arg == "--html" && i + 1 < argc && html == nullptr) {
+      html = argv[++i];
     } else if (arg.size() > 1 && arg[0] == '-') {
       bad = true;  // an unknown option
     } else if (path == nullptr) {
@@ -150,10 +174,11 @@ int main(int argc, char** argv) {
       bad = true;  // a second file
     }
   }
-  if (bad || path == nullptr || *path == '\0' || (all && json)) {
+  if (bad || path == nullptr || *path == '\0' || (all && json) ||
+      (html != nullptr && (all || json || *html == '\0'))) {
     std::fputs(vos::kUsage, stderr);
     return 1;
   }
   using vos::format;
-  return vos::dump(path, json ? format::json : all ? format::records : format::summary);
+  return vos::dump(path, json ? format::json : all ? format::records : format::summary, html);
 }
