@@ -183,6 +183,10 @@ int output_c_structuretype(const codegen_context& ctx, output_file& out, UADataT
   }
   out.print("%s {\n", n.c_type.c_str());
   if (optional) out.put("    uint32_t mask;\n");
+  if (field_count(levels) == 0) {
+    // ISO C has no structure without members; no field row describes this one.
+    out.put("    uint8_t unused; /* a structure without fields */\n");
+  }
   for (std::size_t i = 0; i < levels.size(); ++i) {
     const bool inherited = i + 1 < levels.size();
     const std::string level_name = cg_lower(levels[i].type->symbolic_name().view());
@@ -191,8 +195,9 @@ int output_c_structuretype(const codegen_context& ctx, output_file& out, UADataT
   }
   out.put("};\n\n");
   write_inline_functions(out, n.base, n.c_type, n.type_id);
+  // A structure without fields has one placeholder row; its type table row counts none.
   out.print("extern const struct ua_dict_field g_%s_fields[%u];\n", n.base.c_str(),
-            static_cast<unsigned>(field_count(levels) + (optional ? 1 : 0)));
+            static_cast<unsigned>(std::max<std::size_t>(1, field_count(levels) + (optional ? 1 : 0))));
   return 0;
 }
 
@@ -204,6 +209,12 @@ int output_c_structuretype_impl(const codegen_context& ctx, output_file& out, UA
       "#include <memory/memory.h>\n#include <uabase/type_identifier.h>\n"
       "#include <uabase/dict.h>\n#include \"type_table.h\"\n#include \"type_identifier.h\"\n");
   if (write_typeidentifier_includes(ctx, out, type, levels) != 0) return -1;
+  if (field_count(levels) == 0) {
+    // ISO C has no empty arrays: one placeholder row, which the type table does not count.
+    out.print("\nconst struct ua_dict_field g_%s_fields[1] = {\n    { 0 } /* placeholder */\n};\n",
+              n.base.c_str());
+    return 0;
+  }
   out.print("\nconst struct ua_dict_field g_%s_fields[] = {\n", n.base.c_str());
   if (has_optional_fields(levels)) {
     out.print(

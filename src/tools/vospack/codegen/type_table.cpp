@@ -100,6 +100,25 @@ int write_structure_row(const codegen_context& ctx, output_file& out, const nsta
   out.print("{\n    UA_DICT_NAME(\"%.*s\")\n    g_%s_fields,\n    %s,\n    %s,\n",
             static_cast<int>(name.size()), name.data(), base.c_str(), enc_macro.c_str(),
             node_macro(entry, name).c_str());
+  // A structure without fields of its own or inherited has a placeholder row only (the
+  // levels of cg_structure_levels); a union always has its switch row.
+  const auto structure_kind = [](uint32_t kind) {
+    return kind == UAGRAPH_DEFINITION_STRUCTURE ||
+           kind == UAGRAPH_DEFINITION_STRUCTURE_WITH_OPTIONAL_FIELDS ||
+           kind == UAGRAPH_DEFINITION_STRUCTURE_WITH_SUBTYPED_VALUES;
+  };
+  std::size_t fields = structure_kind(type.Definition.kind) ? type.Definition.fields.size() : 1;
+  int levels = 0;
+  for (const uagraph_node* n = ctx.graph().node_supertype(type);
+       fields == 0 && n != nullptr && levels < 64; n = ctx.graph().node_supertype(*n), ++levels) {
+    const UADataType* dt = n->as<UADataType>();
+    if (dt == nullptr || !structure_kind(dt->Definition.kind)) break;
+    fields += dt->Definition.fields.size();
+  }
+  if (fields == 0) {
+    out.print("    0, /* no fields */\n    sizeof(%s)\n},\n", c_type.c_str());
+    return 0;
+  }
   out.print("    countof(g_%s_fields),\n    sizeof(%s)\n},\n", base.c_str(), c_type.c_str());
   return 0;
 }
