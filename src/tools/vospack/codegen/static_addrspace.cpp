@@ -430,8 +430,8 @@ int addrspace_model::build() {
 int addrspace_model::refuse(const char* what, std::size_t count, int64_t limit,
                             const char* field) const {
   codegen_context::error(
-      "error: namespace %u (%s) has %zu %s, but %s of the compiled-in address space holds at "
-      "most %lld; the binary address-space file (vospack) has no such limit.\n",
+      "error: namespace %u (%s) has %zu %s, but %s in the compiled-in address space reaches "
+      "only the first %lld; the binary address-space file (vospack) has no such limit.\n",
       static_cast<unsigned>(ns_), entry_.uri.c_str(), count, what, field,
       static_cast<long long>(limit));
   return -1;
@@ -445,34 +445,34 @@ int addrspace_model::check_limits() const {
   for (const int64_t r : first_rev) highest_rev = std::max(highest_rev, r);
   if (highest_rev > kMaxRevIndex) {
     return refuse("references", refs.size(), kMaxRevIndex + 1,
-                  "the first inverse reference of a node in .rev_ref_idx (index << 16)");
+                  ".rev_ref_idx (a node's first inverse reference << 16)");
   }
   if (placeholders > kMaxRevIndex + 1) {
     return refuse("placeholder nodes", placeholders, kMaxRevIndex + 1,
-                  "the placeholder number in .rev_ref_idx (number << 16)");
+                  ".rev_ref_idx (placeholder number << 16)");
   }
   if (refs.size() > static_cast<std::size_t>(kMaxFwdIndex) + 1) {
     return refuse("references", refs.size(), kMaxFwdIndex + 1,
-                  "the reference pool (.fwd_ref_idx = index << 1 | 1)");
+                  ".fwd_ref_idx (first forward reference << 1 | 1)");
   }
   const struct {
     const char* what;
     std::size_t count;
     const char* field;
   } pools[] = {
-      {"strings", strings.size(), "the string table (.browsenameid, .displaynameid)"},
-      {"dimension values", dim_values.size(), "the dimension pool (.dimensionsindex)"},
-      {"variables", variables.size(), "the variable pool (.dataindex)"},
-      {"variable types", variable_types.size(), "the variable type pool (.dataindex)"},
-      {"methods", methods.size(), "the method pool (.dataindex)"},
-      {"values", values.size(), "the static store (.valueindex)"},
-      {"definitions", definitions.size(), "the definition store (.dataindex)"},
-      {"GUID identifiers", guids.size(), "the GUID pool (.id.identifier)"},
-      {"opaque identifiers", opaques.size(), "the byte-string pool (.id.identifier)"},
+      {"strings", strings.size(), "the string index (.browsenameid, .displaynameid)"},
+      {"dimension values", dim_values.size(), ".dimensionsindex"},
+      {"variables", variables.size(), ".dataindex"},
+      {"variable types", variable_types.size(), ".dataindex"},
+      {"methods", methods.size(), ".dataindex"},
+      {"values", values.size(), ".valueindex"},
+      {"definitions", definitions.size(), ".dataindex"},
+      {"GUID identifiers", guids.size(), ".id.identifier"},
+      {"opaque identifiers", opaques.size(), ".id.identifier"},
   };
   for (const auto& p : pools) {
-    if (p.count > static_cast<std::size_t>(kMaxIndex)) {
-      return refuse(p.what, p.count, kMaxIndex, p.field);
+    if (p.count > static_cast<std::size_t>(kMaxIndex) + 1) {
+      return refuse(p.what, p.count, kMaxIndex + 1, p.field);
     }
   }
   // The store index is SDK index + 1 and reaches the runtime as 8 bits.
