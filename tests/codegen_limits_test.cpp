@@ -3,7 +3,7 @@
 // signed 32-bit .rev_ref_idx. A namespace just within the limit is generated, compiled
 // against the runtime headers and seen by the test runtime as in the binary file; one just
 // beyond it is refused with the namespace, the count and the limit, and the binary file
-// (vospack) still takes it.
+// (vospack) still takes it. Type identifiers have their own limit.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -126,6 +126,31 @@ TEST_F(CodegenLimits, PlaceholderNumbersShareTheLimit) {
       EXPECT_EQ(r.status, 0) << r.err;
     } else {
       expect_refused(r, "32769 placeholder nodes");
+    }
+  }
+}
+
+// A type identifier is the C enumerator (namespace index << 16) + row, an int: a client
+// tree that maps a namespace with types to index 32768 is refused, 32767 is taken.
+TEST_F(CodegenLimits, TypeIdentifiersMustFitAnInt) {
+  const fs::path fixtures = test::codegen_fixture_dir();
+  for (const unsigned index : {32767u, 32768u}) {
+    SCOPED_TRACE(index);
+    test::write_file(dir_ / "mapping.txt", std::to_string(index) + ";urn:golden\n");
+    fs::remove_all(dir_ / "out");
+    const RunResult r = test::run_vosgen(
+        {"-c", "mapping.txt", "-u", "urn:golden;gd", "-o", "out", (fixtures / "ns0.xml").string(),
+         (fixtures / "golden.xml").string()},
+        dir_.path());
+    if (index == 32767) {
+      EXPECT_EQ(r.status, 0) << r.err;
+    } else {
+      EXPECT_EQ(r.status, 1);
+      EXPECT_NE(r.err.find("error: namespace 2 (urn:golden) has data types, but its type "
+                           "identifiers ((index 32768 << 16) + row) exceed the int of a C "
+                           "enumerator; namespace indexes up to 32767 hold them.\n"),
+                std::string::npos)
+          << r.err;
     }
   }
 }
