@@ -84,6 +84,9 @@ void write_member(output_file& out, const cg_field& f, int indent) {
   out.print("%*s} %s;\n", indent, "", f.member.c_str());
 }
 
+// A field row holds the length of its name in 8 bits; member names are identifiers.
+static_assert(CODEGEN_MAX_IDENTIFIER <= 255, "a member name must fit a field row");
+
 // One row of a field table; `member` is the path inside the C type.
 void write_field_row(const codegen_context& ctx, output_file& out, const std::string& c_type,
                      const cg_field& f, const std::string& member) {
