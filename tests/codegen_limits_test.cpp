@@ -130,6 +130,50 @@ TEST_F(CodegenLimits, PlaceholderNumbersShareTheLimit) {
   }
 }
 
+// C99 compilers need not take string literals beyond 4,095 bytes: a value of 4,095 bytes
+// stays a literal, one of 4,096 bytes and an opaque identifier of 4,096 bytes become arrays,
+// and the runtime sees the bytes the binary file holds.
+TEST_F(CodegenLimits, ValuesBeyondTheLongestStringLiteralAreArrays) {
+  const fs::path cc = test::system_cc();
+  if (cc.empty()) GTEST_SKIP() << "no C compiler (cc) on this machine";
+  // 4,096 bytes: 1,365 times FB EF BE, then 01.
+  std::string opaque;
+  for (int i = 0; i < 1365; ++i) opaque += "++++";
+  opaque += "AQ==";
+  // A String Variant is 5 bytes (type, length) and the text.
+  const auto variable = [](int id, std::size_t text) {
+    std::string t;
+    for (std::size_t i = 0; i < text; ++i) t += static_cast<char>('a' + i % 26);
+    return "  <UAVariable NodeId=\"ns=1;i=" + std::to_string(id) + "\" BrowseName=\"1:V" +
+           std::to_string(id) + "\" DataType=\"i=12\"><DisplayName>V</DisplayName>"
+           "<Value><String xmlns=\"http://opcfoundation.org/UA/2008/02/Types.xsd\">" + t +
+           "</String></Value></UAVariable>\n";
+  };
+  std::string model = limits_model(0, false);
+  model.insert(model.rfind("</UANodeSet>"),
+               "  <UAObject NodeId=\"ns=1;b=" + opaque +
+                   "\" BrowseName=\"1:Long\"><DisplayName>Long</DisplayName></UAObject>\n" +
+                   variable(1, 4090) + variable(2, 4091));
+  const RunResult r = generate(model);
+  ASSERT_EQ(r.status, 0) << r.err;
+  const std::string source = test::read_file(dir_ / "out" / "lim" / "ns2.c");
+  EXPECT_NE(source.find("    { 4095, \"\\x0C\\xFA\\x0F"), std::string::npos);
+  EXPECT_NE(source.find("static const unsigned char g_staticstore_1[4096] = {\n"
+                        "     0x0C, 0xFB, 0x0F, 0x00, 0x00, 0x61,"),
+            std::string::npos);
+  EXPECT_NE(source.find("    { 4096, (const char *)g_staticstore_1 },\n"), std::string::npos);
+  EXPECT_NE(source.find("    { 4096, (const char *)g_bytestring_0 },\n"), std::string::npos);
+  ASSERT_EQ(pack().status, 0);
+  test::write_runtime_main(dir_ / "out", dir_.path());
+  ASSERT_EQ(
+      test::build_runtime_program(cc, dir_ / "out", dir_.path(), {"-DUA_SUPPORT_HISTORIZING"}), "");
+  const RunResult prog = test::run_program(dir_ / "runtime", "runtime", {}, dir_.path());
+  ASSERT_TRUE(prog.status == 0 || prog.status == 1) << prog.status << prog.err;
+  ua_file_contents file;
+  ASSERT_EQ(ua_file_read_path((dir_ / "file.bin").c_str(), file), 0);
+  EXPECT_EQ(test::compare_with_file(test::parse_runtime_output(prog.out), file, false), "");
+}
+
 // A type identifier is the C enumerator (namespace index << 16) + row, an int: a client
 // tree that maps a namespace with types to index 32768 is refused, 32767 is taken.
 TEST_F(CodegenLimits, TypeIdentifiersMustFitAnInt) {
