@@ -84,6 +84,49 @@ void write_member(output_file& out, const cg_field& f, int indent) {
   out.print("%*s} %s;\n", indent, "", f.member.c_str());
 }
 
+// An upper bound of the C size of a structure or union, whatever the runtime's value types
+// measure: a member of a built-in, option-set or extension-object type counts 128 bytes, an
+// array 16 (pointer and length), an enumeration 4, a nested structure its own bound, each
+// member 8 more for alignment. A loop or a hierarchy deeper than 64 levels is unbounded.
+uint64_t size_bound(const codegen_context& ctx, const UADataType& type, int depth = 0) {
+  constexpr uint64_t kUnbounded = UINT64_MAX / 4;
+  if (depth > 64) return kUnbounded;
+  uint64_t size = 8;  // the mask or the union switch
+  int levels = 0;
+  for (const uagraph_node* n = &type; n != nullptr; n = ctx.graph().node_supertype(*n)) {
+    const UADataType* dt = n->as<UADataType>();
+    if (dt == nullptr || dt->Definition.kind == UAGRAPH_DEFINITION_NONE) break;
+    if (n != &type && !is_structure_kind(dt->Definition.kind)) break;
+    if (++levels > kMaxLevels) return kUnbounded;
+    for (const uagraph_field& f : dt->Definition.fields) {
+      uint64_t member = 128;
+      const uagraph_node* fn = f.AllowSubTypes ? nullptr : ctx.graph().node_find(f.DataType);
+      const UADataType* ft = fn != nullptr ? fn->as<UADataType>() : nullptr;
+      if (f.ArrayInfo.ValueRank != -1) {
+        member = 16;
+      } else if (ft != nullptr && ft->Definition.kind == UAGRAPH_DEFINITION_ENUMERATION) {
+        member = 4;
+      } else if (ft != nullptr && !ft->IsAbstract &&
+                 (is_structure_kind(ft->Definition.kind) || is_union_kind(ft->Definition.kind))) {
+        member = size_bound(ctx, *ft, depth + 1);
+      }
+      size = std::min(kUnbounded, size + member + 8);
+    }
+  }
+  return size;
+}
+
+// The field rows hold member offsets in 16 bits. A structure that might be larger than
+// 65,536 bytes gets a declaration that no compiler takes when it is.
+void write_offset_guard(const codegen_context& ctx, output_file& out, const UADataType& type,
+                        const std::string& base, const std::string& c_type) {
+  if (size_bound(ctx, type) <= 65536) return;
+  out.print(
+      "\n/* Field rows hold member offsets in 16 bits: the structure must not exceed 65536 "
+      "bytes. */\ntypedef char g_%s_offsets_fit[sizeof(%s) <= 65536 ? 1 : -1];\n",
+      base.c_str(), c_type.c_str());
+}
+
 // A field row holds the length of its name in 8 bits; member names are identifiers.
 static_assert(CODEGEN_MAX_IDENTIFIER <= 255, "a member name must fit a field row");
 
@@ -230,6 +273,7 @@ int output_c_structuretype_impl(const codegen_context& ctx, output_file& out, UA
     for (const cg_field& f : level.fields) write_field_row(ctx, out, n.c_type, f, f.member);
   }
   out.put("};\n");
+  write_offset_guard(ctx, out, type, n.base, n.c_type);
   return 0;
 }
 
@@ -294,6 +338,7 @@ int output_c_uniontype_impl(const codegen_context& ctx, output_file& out,
       n.c_type.c_str());
   for (const cg_field& f : fields) write_field_row(ctx, out, n.c_type, f, "u." + f.member);
   out.put("};\n");
+  write_offset_guard(ctx, out, type, n.base, n.c_type);
   for (const cg_field& f : fields) {
     const char* b = n.base.c_str();
     const char* m = f.member.c_str();
