@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "support/addrspace_runtime.h"
 #include "support/codegen_golden.h"
 #include "support/testutil.h"
 
@@ -319,6 +320,41 @@ TEST_F(CodegenEdge, TypeTablesOfStructuresAndOfEnumerationsOnly) {
       << enums;
 }
 
+// Field rows hold member offsets in 16 bits. A structure that may outgrow them carries a
+// declaration that only compiles while it is at most 65,536 bytes: 60 nested structures of
+// 800 bytes compile, 100 are refused even without -Werror.
+TEST_F(CodegenEdge, StructuresBeyondSixteenBitOffsetsDoNotCompile) {
+  const fs::path cc = test::system_cc();
+  if (cc.empty()) GTEST_SKIP() << "no C compiler (cc) on this machine";
+  const auto fields = [](int count, const std::string& type) {
+    std::string f;
+    for (int i = 0; i < count; ++i) {
+      f += "<Field Name=\"F" + std::to_string(i) + "\" DataType=\"" + type + "\"/>";
+    }
+    return f;
+  };
+  const std::string m = write_model(
+      "big.xml", model("urn:big", structure(1, "Inner", 2, fields(100, "i=11")) +
+                                      structure(3, "Fits", 4, fields(60, "ns=1;i=1")) +
+                                      structure(5, "Huge", 6, fields(100, "ns=1;i=1"))));
+  const RunResult r = run({"-N", "-u", "urn:big;bg", "-o", "out"}, {m});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_FALSE(contains(out("bg/inner.c"), "offsets_fit"));
+  for (const std::string name : {"fits", "huge"}) {
+    const std::string source = out("bg/" + name + ".c");
+    EXPECT_TRUE(contains(source, "typedef char g_bg_" + name + "_offsets_fit[sizeof(struct bg_" +
+                                     name + ") <= 65536 ? 1 : -1];\n"))
+        << source;
+    const RunResult c = test::run_program(
+        cc, "cc",
+        {"-std=c99", "-fsyntax-only", "-I" + (test::cruntime_dir() / "include").string(),
+         "-I" + (dir_ / "out").string(), (dir_ / "out" / "bg" / (name + ".c")).string()},
+        dir_.path());
+    EXPECT_EQ(c.status, name == "fits" ? 0 : 1) << c.err;
+    EXPECT_EQ(contains(c.err, "g_bg_huge_offsets_fit"), name == "huge") << c.err;
+  }
+}
+
 TEST_F(CodegenEdge, OptionSetOverInt32IsRefused) {
   const std::string m = write_model("oset.xml", model("urn:oset", R"(
   <UADataType NodeId="ns=1;i=1" BrowseName="1:Signed"><DisplayName>Signed</DisplayName>
@@ -340,10 +376,22 @@ TEST_F(CodegenEdge, ThirtyTwoOptionalFieldsAndNoMore) {
   const std::string header = out("op/big.h");
   EXPECT_TRUE(contains(header, "    OP_BIG_F0 = (1 << 0),\n")) << header;
   EXPECT_TRUE(
-      contains(header, "    OP_BIG_F31 = (1 << 31),\n    OP_BIG_MAX_ENUM_VALUE = INT32_MAX,\n"))
+      contains(header,
+               "    OP_BIG_F31 = INT32_MIN, /* 1u << 31 */\n    OP_BIG_MAX_ENUM_VALUE = INT32_MAX,\n"))
       << header;
   EXPECT_TRUE(contains(header, "extern const struct ua_dict_field g_op_big_fields[33];\n"))
       << header;
+  // The mask of the 32nd field is an enumerator, an int, in ISO C.
+  for (const fs::path& cc : {test::gcc_path(), test::clang_path()}) {
+    if (cc.empty()) continue;
+    const RunResult c = test::run_program(
+        cc, cc.filename().string(),
+        {"-std=c99", "-pedantic", "-Wall", "-Wextra", "-Werror", "-fsyntax-only",
+         "-I" + (test::cruntime_dir() / "include").string(), "-I" + (dir_ / "out").string(),
+         (dir_ / "out" / "op" / "big.c").string()},
+        dir_.path());
+    EXPECT_EQ(c.status, 0) << cc << ": " << c.err;
+  }
 
   fs::remove_all(dir_ / "out");
   const std::string bad =

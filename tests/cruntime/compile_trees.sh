@@ -5,7 +5,7 @@
 # tree (-N) and a client tree (-c with a namespace-mapping file). Then every generated .c
 # file, and every .h file on its own (included twice, which also proves its include guard),
 # is compiled with gcc and with clang:
-#   cc -std=c99 -Wall -Wextra -Werror -fsyntax-only -I<runtime> -I<tree> -I<ns0 tree>
+#   cc -std=c99 -pedantic -Wall -Wextra -Werror -fsyntax-only -I<runtime> -I<tree> -I<ns0 tree>
 # Before compiling, each type table is checked against its identifier headers
 # (check_type_table.awk), each data type header for the includes of its members' types
 # (check_field_includes.awk: the runtime's value headers include each other, so a compiler
@@ -13,19 +13,16 @@
 # One compiler call per namespace directory (each input is still its own translation unit);
 # a directory whose files, and those of the directories it includes from, equal those of a
 # directory compiled before in the run (a required model generated again) takes that result.
-# The runtime headers under include/ declare only what generated files name.
+# The runtime headers under include/ declare only what generated files name. The flags, the
+# arguments and the parallel run over the corpus are those of compile_driver.sh.
 #
 # usage: compile_trees.sh <bin dir> <corpus_plan> <runtime include dir> <model folder> [jobs]
 # Exit status 0 when everything generates and compiles, 1 otherwise, 77 (skip) when the
 # models are not installed. KEEP=1 keeps the work folder and prints its path.
-set -uo pipefail
-
-# Models that do not load, with the reason; their runs must fail loading the model itself.
-declare -A NOT_LOADING=(
-  [Opc.Ua.MetalForming.NodeSet2.xml]="references dictionary entries that no bundled model defines"
-)
-COMPILERS=(gcc clang)
-CFLAGS=(-std=c99 -Wall -Wextra -Werror -fsyntax-only)
+source "$(dirname "$(realpath "$0")")/compile_driver.sh"
+WORK_PREFIX=cruntime
+SUMMARY="generated and compiled with ${COMPILERS[*]}"
+WITH_GOLDEN=1
 
 # The namespace directories of the tree $1 whose headers the files of directory $2 can
 # reach through <dir/...> includes, $2 included, sorted.
@@ -75,7 +72,7 @@ compile_tree() {
     mkdir -p "$tree.hdr"
     for h in "${headers[@]}"; do
       w="$tree.hdr/${h//\//__}.c"
-      printf '#include <%s>\n#include <%s>\n' "$h" "$h" >"$w"
+      header_unit "<$h>" "$w"
       wrappers+=("$w")
     done
     local result="ok"
@@ -215,99 +212,37 @@ run_model() {
   if ((status == 0)); then echo "ok $summary"; else echo "FAIL $summary"; fi >"$dir/result"
 }
 
-if [[ ${1:-} == --model ]]; then
-  run_model "$(sed -n "${2}p" "$WORK/plan.tsv")"
-  exit 0
-fi
+# Namespace 0 alone, with its prefix ua kept, so that its directory is ua/; the other runs
+# include from it. Its checks go to problems.log, which its compile (ns0_job) reports.
+ns0_prepare() {
+  local dir=$WORK/ns0run gen types
+  (cd "$dir" && "$VOSGEN" -N -0 -i 0:ua -o "$WORK/ns0" "$MODELS/Opc.Ua.NodeSet2.xml") \
+    >"$dir/gen.log" 2>&1
+  gen=$?
+  if ((gen != 0)) || [[ ! -f $WORK/ns0/ua/type_identifier.h ]]; then
+    echo "FAIL namespace 0: generation failed ($gen)"
+    cat "$dir/gen.log"
+    return 1
+  fi
+  check_type_tables "$WORK/ns0" >"$dir/tables.log" ||
+    echo "type table disagrees with type_identifier.h" >>"$dir/problems.log"
+  check_field_includes "$WORK/ns0" >"$dir/includes.log" ||
+    echo "headers lack includes of their field types" >>"$dir/problems.log"
+  # 162 structures, 40 enumerations and 19 option sets in the pinned namespace 0.
+  types=$(find "$WORK/ns0/ua" -name '*.c' ! -name type_table.c | wc -l)
+  ((types == 221)) || echo "$types data type sources, 221 expected" >>"$dir/problems.log"
+  return 0
+}
 
-if (($# < 4)); then
-  echo "usage: $0 <bin dir> <corpus_plan> <runtime include dir> <model folder> [jobs]" >&2
-  exit 2
-fi
-BIN=$(realpath "$1") PLAN=$(realpath "$2") RUNTIME=$(realpath "$3") MODELS=$(realpath "$4") JOBS=${5:-2}
-VOSGEN=$BIN/vosgen
-if [[ ! -f $MODELS/Opc.Ua.NodeSet2.xml ]]; then
-  echo "models not installed in $MODELS: skipped"
-  exit 77
-fi
-for cc in "${COMPILERS[@]}"; do
-  command -v "$cc" >/dev/null || { echo "error: $cc is not installed (scripts/install-deps.sh)"; exit 1; }
-done
-WORK=$(mktemp -d "${TMPDIR:-/tmp}/cruntime.XXXXXX")
-if [[ ${KEEP:-0} == 1 ]]; then echo "work folder: $WORK"; else trap 'rm -rf "$WORK"' EXIT; fi
-HERE=$(dirname "$(realpath "$0")")
-export WORK VOSGEN RUNTIME HERE
-unset REFORMAT DATE
-start=$SECONDS
-failed=0
+ns0_job() {
+  local dir=$WORK/ns0run counts
+  if counts=$(compile_tree "$WORK/ns0" "$WORK/ns0" "$dir/cc.log") && [[ ! -s $dir/problems.log ]]; then
+    echo "ok namespace 0: $(describe_counts $counts)" >"$dir/result"
+  elif [[ -s $dir/problems.log ]]; then
+    echo "FAIL namespace 0: $(describe_counts $counts), $(paste -sd';' "$dir/problems.log")" >"$dir/result"
+  else
+    echo "FAIL namespace 0: $(describe_counts $counts) DO NOT COMPILE" >"$dir/result"
+  fi
+}
 
-# Namespace 0 alone, with its prefix ua kept, so that its directory is ua/.
-mkdir -p "$WORK/ns0run"
-(cd "$WORK/ns0run" && "$VOSGEN" -N -0 -i 0:ua -o "$WORK/ns0" "$MODELS/Opc.Ua.NodeSet2.xml") \
-  >"$WORK/ns0run/gen.log" 2>&1
-gen=$?
-if ((gen != 0)) || [[ ! -f $WORK/ns0/ua/type_identifier.h ]]; then
-  echo "FAIL namespace 0: generation failed ($gen)"
-  cat "$WORK/ns0run/gen.log"
-  exit 1
-fi
-if ! check_type_tables "$WORK/ns0" >"$WORK/ns0run/tables.log"; then
-  echo "FAIL namespace 0: type table disagrees with type_identifier.h"
-  cat "$WORK/ns0run/tables.log"
-  failed=1
-fi
-if ! check_field_includes "$WORK/ns0" >"$WORK/ns0run/includes.log"; then
-  echo "FAIL namespace 0: headers lack includes of their field types"
-  cat "$WORK/ns0run/includes.log"
-  failed=1
-fi
-# 162 structures, 40 enumerations and 19 option sets in the pinned namespace 0.
-types=$(find "$WORK/ns0/ua" -name '*.c' ! -name type_table.c | wc -l)
-if ((types != 221)); then
-  echo "FAIL namespace 0: $types data type sources, 221 expected"
-  failed=1
-fi
-"$PLAN" "$MODELS" >"$WORK/plan.tsv" || { echo "error: $PLAN failed"; exit 1; }
-# The generator tests' own model holds what the corpus lacks (an option set over the
-# OptionSet structure, fields named after C keywords, a union with an array member, an
-# encoding identifier above 2^31).
-golden=$HERE/../fixtures/codegen/golden.xml
-if [[ -f $golden ]]; then
-  printf '%s\t%s\t%s\t%s\n' golden.xml urn:golden "$MODELS/Opc.Ua.NodeSet2.xml $golden" \
-    urn:golden >>"$WORK/plan.tsv"
-fi
-models=$(wc -l <"$WORK/plan.tsv")
-
-# Namespace 0's compile runs beside the first models.
-(counts=$(compile_tree "$WORK/ns0" "$WORK/ns0" "$WORK/ns0run/cc.log") &&
-   echo "ok namespace 0: $(describe_counts $counts)" >"$WORK/ns0run/result" ||
-   echo "FAIL namespace 0: $(describe_counts $counts) DO NOT COMPILE" >"$WORK/ns0run/result") &
-ns0job=$!
-seq 1 "$models" | xargs -P "$JOBS" -I{} bash "$0" --model {}
-wait $ns0job
-
-cat "$WORK/ns0run/result"
-grep -q '^ok' "$WORK/ns0run/result" || { failed=1; head -n 40 "$WORK/ns0run/cc.log"; }
-compiled=0
-for r in "$WORK"/m/*/result; do
-  cat "$r"
-  d=$(dirname "$r")
-  case $(head -c2 "$r") in
-    ok) compiled=$((compiled + 1)) ;;
-    SK) ;;
-    *)
-      failed=1
-      for l in "$d"/gen_*.log "$d"/cmake_c.log "$d"/tables_*.log "$d"/includes_*.log \
-               "$d"/cc_*.log; do
-        [[ -s $l ]] && { echo "--- $l"; head -n 40 "$l"; }
-      done
-      ;;
-  esac
-done
-n=$(ls "$WORK"/m/*/result 2>/dev/null | wc -l)
-if ((n != models)); then
-  echo "FAIL $((models - n)) of $models models left no result"
-  failed=1
-fi
-echo "$compiled of $models models generated and compiled with ${COMPILERS[*]} in $((SECONDS - start)) s"
-exit $failed
+driver_main "$@"

@@ -403,6 +403,7 @@ fs::path cruntime_dir() {
 
 std::vector<std::string> runtime_cflags(const fs::path& tree) {
   return {"-std=c99",
+          "-pedantic",
           "-Wall",
           "-Wextra",
           "-Werror",

@@ -3,25 +3,23 @@
 # it needs and selected together with them (as compile_trees.sh does), vosgen writes the
 # default tree with the provider (-m); and namespace 0 alone gets one such tree
 # (-m -0 -i 0:ua), whose source includes the role permissions. The files that only the
-# default mode writes are compiled with gcc and clang, -std=c99 -Wall -Wextra -Werror
-# -fsyntax-only, against the runtime headers (include/ and server/include/):
+# default mode writes are compiled with gcc and clang, -std=c99 -pedantic -Wall -Wextra
+# -Werror -fsyntax-only, against the runtime headers (include/ and server/include/):
 #   <ns>/ns<idx>.c, every <ns>/ns<idx>.h and provider header on its own (included twice),
 #   <ns>/rolepermissions.c, provider_<prefix>.c and provider_<prefix>_impl.c.
 # The data type sources are those of -N and are left to compile_trees.sh. gcc builds with
 # every option of the generated code switched on (historizing, pool statistics and locks,
 # events, each provider's STATIC_<PREFIX>), clang with none; namespace 0 also builds with
-# the null authorization backend.
+# the null authorization backend. The flags, the arguments and the parallel run over the
+# corpus are those of ../compile_driver.sh.
 #
 # usage: compile_server_trees.sh <bin dir> <corpus_plan> <runtime dir> <model folder> [jobs]
 # (<runtime dir> is tests/cruntime.) Exit status 0 when everything generates and compiles,
 # 1 otherwise, 77 (skip) when the models are not installed. KEEP=1 keeps the work folder.
-set -uo pipefail
+source "$(dirname "$(realpath "$0")")/../compile_driver.sh"
+WORK_PREFIX=cserver
+SUMMARY="generated with -m and compiled with ${COMPILERS[*]}"
 
-# Models that do not load; their runs must fail in the loader.
-declare -A NOT_LOADING=(
-  [Opc.Ua.MetalForming.NodeSet2.xml]="references dictionary entries that no bundled model defines"
-)
-CFLAGS=(-std=c99 -Wall -Wextra -Werror -fsyntax-only)
 ALL_ON=(-DUA_SUPPORT_HISTORIZING -DMEMORY_ENABLE_STAT -DMEMORY_THREADSAFE -DUASERVER_SUPPORT_EVENTS)
 
 # Compiles the server files of tree $1 with gcc (all options on, plus the extra flags from
@@ -37,7 +35,7 @@ compile_server_tree() {
   mkdir -p "$tree.hdr"
   for h in "${headers[@]}"; do
     w="$tree.hdr/${h//\//__}.c"
-    printf '#include "%s"\n#include "%s"\n' "$tree/$h" "$tree/$h" >"$w"
+    header_unit "\"$tree/$h\"" "$w"
     wrappers+=("$w")
   done
   for p in $(cd "$tree" && ls provider_*.h 2>/dev/null | sed -n 's/^provider_\(.*\)\.h$/\1/p' |
@@ -99,38 +97,11 @@ run_model() {
   fi
 }
 
-if [[ ${1:-} == --model ]]; then
-  run_model "$(sed -n "${2}p" "$WORK/plan.tsv")"
-  exit 0
-fi
-
-if (($# < 4)); then
-  echo "usage: $0 <bin dir> <corpus_plan> <runtime dir> <model folder> [jobs]" >&2
-  exit 2
-fi
-BIN=$(realpath "$1") PLAN=$(realpath "$2") RUNTIME=$(realpath "$3") MODELS=$(realpath "$4") JOBS=${5:-2}
-VOSGEN=$BIN/vosgen
-if [[ ! -f $MODELS/Opc.Ua.NodeSet2.xml ]]; then
-  echo "models not installed in $MODELS: skipped"
-  exit 77
-fi
-for cc in gcc clang; do
-  command -v "$cc" >/dev/null || { echo "error: $cc is not installed (scripts/install-deps.sh)"; exit 1; }
-done
-WORK=$(mktemp -d "${TMPDIR:-/tmp}/cserver.XXXXXX")
-if [[ ${KEEP:-0} == 1 ]]; then echo "work folder: $WORK"; else trap 'rm -rf "$WORK"' EXIT; fi
-export WORK VOSGEN RUNTIME
-unset REFORMAT DATE
-start=$SECONDS
-failed=0
-
-"$PLAN" "$MODELS" >"$WORK/plan.tsv" || { echo "error: $PLAN failed"; exit 1; }
-models=$(wc -l <"$WORK/plan.tsv")
-
 # Namespace 0 alone, beside the first models: its source includes the role permissions.
-ns0() {
-  local dir=$WORK/ns0 counts
-  mkdir -p "$dir"
+ns0_prepare() { :; }
+
+ns0_job() {
+  local dir=$WORK/ns0run counts
   (cd "$dir" && "$VOSGEN" -m -0 -i 0:ua -o "$dir/tree" "$MODELS/Opc.Ua.NodeSet2.xml") \
     >"$dir/gen.log" 2>&1 || { echo "FAIL namespace 0: generation failed" >"$dir/result"; return; }
   if [[ ! -f $dir/tree/ua/rolepermissions.c ]] ||
@@ -147,29 +118,4 @@ ns0() {
     echo "FAIL namespace 0: DOES NOT COMPILE" >"$dir/result"
   fi
 }
-ns0 &
-ns0job=$!
-seq 1 "$models" | xargs -P "$JOBS" -I{} bash "$0" --model {}
-wait $ns0job
-
-compiled=0
-for r in "$WORK/ns0/result" "$WORK"/m/*/result; do
-  cat "$r"
-  case $(head -c2 "$r") in
-    ok) [[ $r == */m/* ]] && compiled=$((compiled + 1)) ;;
-    SK) ;;
-    *)
-      failed=1
-      for l in "$(dirname "$r")"/gen.log "$(dirname "$r")"/cc.log; do
-        [[ -s $l ]] && { echo "--- $l"; grep -v '^Skipping double reference' "$l" | head -n 30; }
-      done
-      ;;
-  esac
-done
-n=$(ls "$WORK"/m/*/result 2>/dev/null | wc -l)
-if ((n != models)); then
-  echo "FAIL $((models - n)) of $models models left no result"
-  failed=1
-fi
-echo "$compiled of $models models generated with -m and compiled with gcc and clang in $((SECONDS - start)) s"
-exit $failed
+driver_main "$@"

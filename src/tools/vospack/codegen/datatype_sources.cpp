@@ -84,6 +84,52 @@ void write_member(output_file& out, const cg_field& f, int indent) {
   out.print("%*s} %s;\n", indent, "", f.member.c_str());
 }
 
+// An upper bound of the C size of a structure or union, whatever the runtime's value types
+// measure: a member of a built-in, option-set or extension-object type counts 128 bytes, an
+// array 16 (pointer and length), an enumeration 4, a nested structure its own bound, each
+// member 8 more for alignment. A loop or a hierarchy deeper than 64 levels is unbounded.
+uint64_t size_bound(const codegen_context& ctx, const UADataType& type, int depth = 0) {
+  constexpr uint64_t kUnbounded = UINT64_MAX / 4;
+  if (depth > 64) return kUnbounded;
+  uint64_t size = 8;  // the mask or the union switch
+  int levels = 0;
+  for (const uagraph_node* n = &type; n != nullptr; n = ctx.graph().node_supertype(*n)) {
+    const UADataType* dt = n->as<UADataType>();
+    if (dt == nullptr || dt->Definition.kind == UAGRAPH_DEFINITION_NONE) break;
+    if (n != &type && !is_structure_kind(dt->Definition.kind)) break;
+    if (++levels > kMaxLevels) return kUnbounded;
+    for (const uagraph_field& f : dt->Definition.fields) {
+      uint64_t member = 128;
+      const uagraph_node* fn = f.AllowSubTypes ? nullptr : ctx.graph().node_find(f.DataType);
+      const UADataType* ft = fn != nullptr ? fn->as<UADataType>() : nullptr;
+      if (f.ArrayInfo.ValueRank != -1) {
+        member = 16;
+      } else if (ft != nullptr && ft->Definition.kind == UAGRAPH_DEFINITION_ENUMERATION) {
+        member = 4;
+      } else if (ft != nullptr && !ft->IsAbstract &&
+                 (is_structure_kind(ft->Definition.kind) || is_union_kind(ft->Definition.kind))) {
+        member = size_bound(ctx, *ft, depth + 1);
+      }
+      size = std::min(kUnbounded, size + member + 8);
+    }
+  }
+  return size;
+}
+
+// The field rows hold member offsets in 16 bits. A structure that might be larger than
+// 65,536 bytes gets a declaration that no compiler takes when it is.
+void write_offset_guard(const codegen_context& ctx, output_file& out, const UADataType& type,
+                        const std::string& base, const std::string& c_type) {
+  if (size_bound(ctx, type) <= 65536) return;
+  out.print(
+      "\n/* Field rows hold member offsets in 16 bits: the structure must not exceed 65536 "
+      "bytes. */\ntypedef char g_%s_offsets_fit[sizeof(%s) <= 65536 ? 1 : -1];\n",
+      base.c_str(), c_type.c_str());
+}
+
+// A field row holds the length of its name in 8 bits; member names are identifiers.
+static_assert(CODEGEN_MAX_IDENTIFIER <= 255, "a member name must fit a field row");
+
 // One row of a field table; `member` is the path inside the C type.
 void write_field_row(const codegen_context& ctx, output_file& out, const std::string& c_type,
                      const cg_field& f, const std::string& member) {
@@ -185,6 +231,10 @@ int output_c_structuretype(const codegen_context& ctx, output_file& out, UADataT
   }
   out.print("%s {\n", n.c_type.c_str());
   if (optional) out.put("    uint32_t mask;\n");
+  if (field_count(levels) == 0) {
+    // ISO C has no structure without members; no field row describes this one.
+    out.put("    uint8_t unused; /* a structure without fields */\n");
+  }
   for (std::size_t i = 0; i < levels.size(); ++i) {
     const bool inherited = i + 1 < levels.size();
     const std::string level_name = cg_lower(levels[i].type->symbolic_name().view());
@@ -195,8 +245,9 @@ int output_c_structuretype(const codegen_context& ctx, output_file& out, UADataT
   }
   out.put("};\n\n");
   write_inline_functions(out, n.base, n.c_type, n.type_id);
+  // A structure without fields has one placeholder row; its type table row counts none.
   out.print("extern const struct ua_dict_field g_%s_fields[%u];\n", n.base.c_str(),
-            static_cast<unsigned>(field_count(levels) + (optional ? 1 : 0)));
+            static_cast<unsigned>(std::max<std::size_t>(1, field_count(levels) + (optional ? 1 : 0))));
   return 0;
 }
 
@@ -208,6 +259,12 @@ int output_c_structuretype_impl(const codegen_context& ctx, output_file& out, UA
       "#include <memory/memory.h>\n#include <uabase/type_identifier.h>\n"
       "#include <uabase/dict.h>\n#include \"type_table.h\"\n#include \"type_identifier.h\"\n");
   if (write_typeidentifier_includes(ctx, out, type, levels) != 0) return -1;
+  if (field_count(levels) == 0) {
+    // ISO C has no empty arrays: one placeholder row, which the type table does not count.
+    out.print("\nconst struct ua_dict_field g_%s_fields[1] = {\n    { 0 } /* placeholder */\n};\n",
+              n.base.c_str());
+    return 0;
+  }
   out.print("\nconst struct ua_dict_field g_%s_fields[] = {\n", n.base.c_str());
   if (has_optional_fields(levels)) {
     out.print(
@@ -220,6 +277,7 @@ int output_c_structuretype_impl(const codegen_context& ctx, output_file& out, UA
     for (const cg_field& f : level.fields) write_field_row(ctx, out, n.c_type, f, f.member);
   }
   out.put("};\n");
+  write_offset_guard(ctx, out, type, n.base, n.c_type);
   return 0;
 }
 
@@ -284,6 +342,7 @@ int output_c_uniontype_impl(const codegen_context& ctx, output_file& out,
       n.c_type.c_str());
   for (const cg_field& f : fields) write_field_row(ctx, out, n.c_type, f, "u." + f.member);
   out.put("};\n");
+  write_offset_guard(ctx, out, type, n.base, n.c_type);
   for (const cg_field& f : fields) {
     const char* b = n.base.c_str();
     const char* m = f.member.c_str();

@@ -169,8 +169,14 @@ int output_c_enum_fields_for_stucture_wof(const codegen_context& ctx, output_fil
   for (const cg_level& level : levels) {
     for (const cg_field& f : level.fields) {
       if (!f.field->IsOptional) continue;
-      out.print("%*s%s = (1 << %u),\n", indent, "",
-                cg_enumerator(*entry, name, f.field->SymbolicName.view()).c_str(), bit++);
+      // An enumerator is an int: bit 31 is INT32_MIN, which a uint32_t mask takes as 1u << 31.
+      const std::string enumerator = cg_enumerator(*entry, name, f.field->SymbolicName.view());
+      if (bit == 31) {
+        out.print("%*s%s = INT32_MIN, /* 1u << 31 */\n", indent, "", enumerator.c_str());
+      } else {
+        out.print("%*s%s = (1 << %u),\n", indent, "", enumerator.c_str(), bit);
+      }
+      ++bit;
     }
   }
   out.print("%*s%s = INT32_MAX,\n", indent, "",

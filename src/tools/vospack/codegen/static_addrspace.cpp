@@ -3,6 +3,7 @@
 //
 // Every table is built first (strings, references with their chains, dimensions, values,
 // definitions), then the two files are written top to bottom.
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <functional>
@@ -28,6 +29,15 @@ namespace {
 // A value larger than this does not fit the static store.
 constexpr uint32_t kMaxValueSize = 16u * 1024 * 1024;
 constexpr int64_t kNone = -1;
+
+// The runtime's node entry holds .rev_ref_idx and .fwd_ref_idx in 32 signed bits. The first
+// packs a reference index (or a placeholder number) above a 16-bit namespace half, leaving
+// 15 bits of index; the second packs the reference index above a marker bit. Indexes and
+// counts of the other fields are 32-bit signed numbers, the static store's index 8 bits.
+constexpr int64_t kMaxRevIndex = 0x7FFF;
+constexpr int64_t kMaxFwdIndex = 0x3FFFFFFF;
+constexpr int64_t kMaxIndex = 0x7FFFFFFF;
+constexpr int64_t kMaxStoreIndex = 0xFF;
 
 // Node flags of the node pool.
 constexpr uint32_t kFlagAbstract = 0x01;
@@ -138,6 +148,8 @@ class addrspace_model {
   int add_references();
   int add_value(const uagraph_node& node, const ua_variant& value, variable& v);
   int add_definition(UADataType& dt);
+  int check_limits() const;
+  int refuse(const char* what, std::size_t count, int64_t limit, const char* field) const;
 
   std::unordered_map<std::string_view, uint32_t> string_map_{{"", 0}};
 };
@@ -420,7 +432,67 @@ int addrspace_model::build() {
       data_index[i] = string_map_.at(rt->InverseName.text.view());
     }
   }
-  return add_references();
+  if (add_references() != 0) return -1;
+  return check_limits();
+}
+
+int addrspace_model::refuse(const char* what, std::size_t count, int64_t limit,
+                            const char* field) const {
+  codegen_context::error(
+      "error: namespace %u (%s) has %zu %s, but %s in the compiled-in address space reaches "
+      "only the first %lld; the binary address-space file (vospack) has no such limit.\n",
+      static_cast<unsigned>(ns_), entry_.uri.c_str(), count, what, field,
+      static_cast<long long>(limit));
+  return -1;
+}
+
+// Every packed or narrowed field of the tables must hold its value: a value that does not
+// fit would be cut by the C compiler or refused by it, so the namespace is refused here.
+int addrspace_model::check_limits() const {
+  // A node's first inverse reference may be any reference of the pool.
+  int64_t highest_rev = kNone;
+  for (const int64_t r : first_rev) highest_rev = std::max(highest_rev, r);
+  if (highest_rev > kMaxRevIndex) {
+    return refuse("references", refs.size(), kMaxRevIndex + 1,
+                  ".rev_ref_idx (a node's first inverse reference << 16)");
+  }
+  if (placeholders > kMaxRevIndex + 1) {
+    return refuse("placeholder nodes", placeholders, kMaxRevIndex + 1,
+                  ".rev_ref_idx (placeholder number << 16)");
+  }
+  if (refs.size() > static_cast<std::size_t>(kMaxFwdIndex) + 1) {
+    return refuse("references", refs.size(), kMaxFwdIndex + 1,
+                  ".fwd_ref_idx (first forward reference << 1 | 1)");
+  }
+  const struct {
+    const char* what;
+    std::size_t count;
+    const char* field;
+  } pools[] = {
+      {"strings", strings.size(), "the string index (.browsenameid, .displaynameid)"},
+      {"dimension values", dim_values.size(), ".dimensionsindex"},
+      {"variables", variables.size(), ".dataindex"},
+      {"variable types", variable_types.size(), ".dataindex"},
+      {"methods", methods.size(), ".dataindex"},
+      {"values", values.size(), ".valueindex"},
+      {"definitions", definitions.size(), ".dataindex"},
+      {"GUID identifiers", guids.size(), ".id.identifier"},
+      {"opaque identifiers", opaques.size(), ".id.identifier"},
+  };
+  for (const auto& p : pools) {
+    if (p.count > static_cast<std::size_t>(kMaxIndex) + 1) {
+      return refuse(p.what, p.count, kMaxIndex + 1, p.field);
+    }
+  }
+  // The store index is SDK index + 1 and reaches the runtime as 8 bits.
+  if (!values.empty() && int64_t{entry_.sdk_index} + 1 > kMaxStoreIndex) {
+    codegen_context::error(
+        "error: namespace %u (%s) has static values, but the static store index (SDK index + 1) "
+        "holds at most %lld; the binary address-space file (vospack) has no such limit.\n",
+        static_cast<unsigned>(ns_), entry_.uri.c_str(), static_cast<long long>(kMaxStoreIndex));
+    return -1;
+  }
+  return 0;
 }
 
 uint32_t node_flags(const uagraph_node& n) {
@@ -441,20 +513,78 @@ uint32_t node_flags(const uagraph_node& n) {
   return flags;
 }
 
+// The rest of a pool's header after its first three members, up to the opening of its
+// entries. An empty pool leaves its flexible array member out (ISO C has no empty braces).
+void write_pool_header_rest(output_file& out, const char* name, std::size_t count,
+                            uint32_t nsidx) {
+  out.print("    %u,\n#ifdef MEMORY_ENABLE_STAT\n    %u,\n#endif\n", static_cast<unsigned>(count),
+            static_cast<unsigned>(count));
+  out.print("    \"%spool\",\n    \"Namespaceindex %u\",\n", name, nsidx);
+  out.put("    NULL, /* this pool is constant, so there are no free cells */\n");
+  out.put("#ifdef MEMORY_THREADSAFE\n    UA_MUTEX_INITIALIZER,\n#endif\n");
+  if (count > 0) out.put("    {\n");
+}
+
 // The header of a generic constant pool, up to the opening of its entries.
 void write_pool_header(output_file& out, const char* type, const char* name, std::size_t count,
                        const std::string& object_size, uint32_t nsidx) {
-  out.print("static const struct mem_objectpool_%s g_%spool = {\n", type, name);
-  out.print("    UINT_MAX,\n    %u,\n    %s,\n    %u,\n", static_cast<unsigned>(count),
-            object_size.c_str(), static_cast<unsigned>(count));
-  out.print("#ifdef MEMORY_ENABLE_STAT\n    %u,\n#endif\n", static_cast<unsigned>(count));
-  out.print("    \"%spool\",\n    \"Namespaceindex %u\",\n", name, nsidx);
-  out.put("    NULL, /* this pool is constant, so there are no free cells */\n");
-  out.put("#ifdef MEMORY_THREADSAFE\n    UA_MUTEX_INITIALIZER,\n#endif\n    {\n");
+  out.print("UA_CONST_POOL static const struct mem_objectpool_%s g_%spool = {\n", type, name);
+  out.print("    UINT_MAX,\n    %u,\n    %s,\n", static_cast<unsigned>(count),
+            object_size.c_str());
+  write_pool_header_rest(out, name, count, nsidx);
 }
 
-void write_pool_end(output_file& out) {
-  out.put("    }\n};\n\n");
+void write_pool_end(output_file& out, std::size_t count) {
+  out.put(count > 0 ? "    }\n};\n\n" : "};\n\n");
+}
+
+// Values longer than this are written as arrays: C99 compilers need not accept longer string
+// literals.
+constexpr std::size_t kMaxLiteralBytes = 4095;
+
+// The arrays of the values of `values` too long for a string literal, named
+// g_<name>_<element index>; written before the table that points to them.
+template <typename Values>
+void write_long_values(output_file& out, const char* name, const Values& values) {
+  static constexpr char kHex[] = "0123456789ABCDEF";
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    const std::span<const uint8_t> bytes(values[i]);
+    if (bytes.size() <= kMaxLiteralBytes) continue;
+    out.print("static const unsigned char g_%s_%zu[%zu] = {\n", name, i, bytes.size());
+    // "0xNN," in rows of 16, without a formatter call per byte.
+    char line[8 + 16 * 6 + 1];
+    for (std::size_t pos = 0; pos < bytes.size(); pos += 16) {
+      const std::size_t run = std::min<std::size_t>(16, bytes.size() - pos);
+      std::size_t len = 0;
+      for (std::size_t k = 0; k < 4; ++k) line[len++] = ' ';
+      for (std::size_t k = 0; k < run; ++k) {
+        const uint8_t b = bytes[pos + k];
+        line[len++] = ' ';
+        line[len++] = '0';
+        line[len++] = 'x';
+        line[len++] = kHex[b >> 4];
+        line[len++] = kHex[b & 0xF];
+        line[len++] = ',';
+      }
+      line[len++] = '\n';
+      out.put(std::string_view(line, len));
+    }
+    out.put("};\n");
+  }
+}
+
+// The entries of a table of struct ua_staticstore_element: a string literal for a short
+// value, the array of write_long_values for a long one.
+template <typename Values>
+void write_elements(output_file& out, const char* name, const Values& values) {
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    const std::span<const uint8_t> bytes(values[i]);
+    if (bytes.size() <= kMaxLiteralBytes) {
+      cg_write_bytestring_literal(out, bytes);
+    } else {
+      out.print("    { %zu, (const char *)g_%s_%zu },\n", bytes.size(), name, i);
+    }
+  }
 }
 
 // The header of a pool type of our own: the generic pool's members with another element.
@@ -473,12 +603,9 @@ void write_own_pool_type(output_file& out, const char* comment, const char* type
 
 void write_own_pool_header(output_file& out, const char* type, const char* name, int id,
                            std::size_t count, const char* element, uint32_t nsidx) {
-  out.print("static const struct %s g_%spool = {\n    %i,\n    %u,\n    sizeof(%s),\n    %u,\n",
-            type, name, id, static_cast<unsigned>(count), element, static_cast<unsigned>(count));
-  out.print("#ifdef MEMORY_ENABLE_STAT\n    %u,\n#endif\n", static_cast<unsigned>(count));
-  out.print("    \"%spool\",\n    \"Namespaceindex %u\",\n", name, nsidx);
-  out.put("    NULL, /* this pool is constant, so there are no free cells */\n");
-  out.put("#ifdef MEMORY_THREADSAFE\n    UA_MUTEX_INITIALIZER,\n#endif\n    {\n");
+  out.print("UA_CONST_POOL static const struct %s g_%spool = {\n    %i,\n    %u,\n    sizeof(%s),\n",
+            type, name, id, static_cast<unsigned>(count), element);
+  write_pool_header_rest(out, name, count, nsidx);
 }
 
 class addrspace_writer {
@@ -527,6 +654,12 @@ void addrspace_writer::write_preamble() {
       "#include <common/errors.h>\n#include <trace/trace.h>\n#include <memory/objectpool.h>\n"
       "#include <uabase/guid.h>\n#include <uaserver/stringtable.h>\n"
       "#include <uaserver/addressspace/staticpooltypes.h>\n#include <util/error_lookup.h>\n\n");
+  out_.put(
+      "/* The constant pools initialise the flexible array member of their pool type, an\n"
+      " * extension of C99 that gcc and clang accept; __extension__ marks exactly these\n"
+      " * declarations, so that -pedantic stays on for the rest of the file. */\n"
+      "#if defined(__GNUC__)\n# define UA_CONST_POOL __extension__\n#else\n"
+      "# define UA_CONST_POOL\n#endif\n\n");
   out_.print("static const int g_%s_num_placeholders = %u;\n\n", prefix(), m_.placeholders);
   out_.put(
       "#if UA_AUTHORIZATION_BACKEND == UA_AUTHORIZATION_BACKEND_NULL\n"
@@ -585,7 +718,7 @@ void addrspace_writer::write_strings() {
     out_.print("        { %u }%s\n", static_cast<unsigned>(i),
                i + 1 < m_.strings.size() ? "," : "");
   }
-  write_pool_end(out_);
+  write_pool_end(out_, m_.strings.size());
 }
 
 void addrspace_writer::write_guids() {
@@ -598,7 +731,7 @@ void addrspace_writer::write_guids() {
   for (std::size_t i = 0; i < m_.guids.size(); ++i) {
     out_.put(cg_guid_literal("        ", m_.guids[i], i + 1 < m_.guids.size() ? ",\n" : "\n"));
   }
-  write_pool_end(out_);
+  write_pool_end(out_, m_.guids.size());
 }
 
 void addrspace_writer::write_bytestrings() {
@@ -607,10 +740,11 @@ void addrspace_writer::write_bytestrings() {
                       "objectpool variant which allows to store bytestring elements without "
                       "warnings.",
                       "bytestringobjectpool", "struct ua_staticstore_element");
+  write_long_values(out_, "bytestring", m_.opaques);
   write_own_pool_header(out_, "bytestringobjectpool", "bytestring", 2, m_.opaques.size(),
                         "struct ua_staticstore_element", entry_.sdk_index);
-  for (const std::span<const uint8_t> bytes : m_.opaques) cg_write_bytestring_literal(out_, bytes);
-  write_pool_end(out_);
+  write_elements(out_, "bytestring", m_.opaques);
+  write_pool_end(out_, m_.opaques.size());
 }
 
 int addrspace_writer::write_nodes() {
@@ -653,13 +787,14 @@ int addrspace_writer::write_nodes() {
       rev = (m_.first_rev[i] << 16) | ((nsidx * 2 + 1) & 0xFFFF);
     }
     const int64_t fwd = m_.first_fwd[i] == kNone ? kNone : (m_.first_fwd[i] << 1) | 1;
+    // Both fit 32 bits (check_limits).
     out_.print(
-        "        { .id = { .type = %u, .identifier = %lld }, .rev_ref_idx = %lld, "
-        ".fwd_ref_idx = %lld, .displaynameid = %lld, .browsenameid = %lld, "
+        "        { .id = { .type = %u, .identifier = %lld }, .rev_ref_idx = %i, "
+        ".fwd_ref_idx = %i, .displaynameid = %lld, .browsenameid = %lld, "
         ".browsenamens = %i UA_NODE_DESCRIPTION(%lld), .dataindex = %lld, .nodeclass = %u, "
         ".flags = %i, .accessrestrictions = %u ",
         static_cast<unsigned>(n.NodeId.type()), static_cast<long long>(identifier),
-        static_cast<long long>(rev), static_cast<long long>(fwd), static_cast<long long>(display),
+        static_cast<int>(rev), static_cast<int>(fwd), static_cast<long long>(display),
         static_cast<long long>(browse), static_cast<int>(n.BrowseName.ns),
         static_cast<long long>(description), static_cast<long long>(m_.data_index[i]),
         n.nodeclass(), static_cast<int>(node_flags(n)),
@@ -675,7 +810,7 @@ int addrspace_writer::write_nodes() {
       out_.print("UA_NODE_PERMISSION(%i) },\n", set + 10);
     }
   }
-  write_pool_end(out_);
+  write_pool_end(out_, m_.nodes.size());
   return 0;
 }
 
@@ -692,7 +827,7 @@ void addrspace_writer::write_dimensions() {
     for (const uint32_t v : g->first) out_.print("%u, ", v);
     out_.print(" /* index %u, referenced %u times */\n", g->second.index, g->second.references);
   }
-  write_pool_end(out_);
+  write_pool_end(out_, m_.dim_values.size());
 }
 
 void addrspace_writer::write_pools() {
@@ -709,7 +844,7 @@ void addrspace_writer::write_pools() {
         v.historizing ? 1u : 0u, static_cast<long long>(v.store_index),
         static_cast<long long>(v.value_index));
   }
-  write_pool_end(out_);
+  write_pool_end(out_, m_.variables.size());
 
   write_pool_header(out_, "variabletype", "variabletype", m_.variable_types.size(),
                     "sizeof(struct ua_variabletype)", nsidx);
@@ -720,14 +855,14 @@ void addrspace_writer::write_pools() {
         static_cast<int>(t.datatype), t.value_rank, t.num_dims,
         static_cast<long long>(t.dims_index), t.is_abstract ? 1u : 0u);
   }
-  write_pool_end(out_);
+  write_pool_end(out_, m_.variable_types.size());
 
   write_pool_header(out_, "method", "method", m_.methods.size(), "sizeof(struct ua_method)", nsidx);
   for (std::size_t i = 0; i < m_.methods.size(); ++i) {
     out_.print("        { .methoddeclaration = %i, .methodindex = %u },\n",
                static_cast<int>(m_.methods[i].declaration), static_cast<unsigned>(i));
   }
-  write_pool_end(out_);
+  write_pool_end(out_, m_.methods.size());
 
   write_pool_header(out_, "reference", "ref", m_.refs.size(), "sizeof(struct ua_reference)", nsidx);
   for (const auto& r : m_.refs) {
@@ -736,20 +871,28 @@ void addrspace_writer::write_pools() {
         r.src, r.dst, r.reftype, static_cast<long long>(r.next_rev),
         static_cast<long long>(r.next_fwd));
   }
-  write_pool_end(out_);
+  write_pool_end(out_, m_.refs.size());
+}
+
+// A table of store elements; a store without values gets one placeholder element and its
+// count stays 0 (ISO C has no empty arrays).
+void write_store_table(output_file& out, const char* name,
+                       const std::vector<std::vector<uint8_t>>& values) {
+  write_long_values(out, name, values);
+  out.print("static const struct ua_staticstore_element g_%s_elements[%s] = {\n", name,
+            values.empty() ? "1" : "");
+  if (values.empty()) out.put("    { 0, NULL } /* placeholder, the store is empty */\n");
+  write_elements(out, name, values);
+  out.put("};\n");
 }
 
 void addrspace_writer::write_stores() {
-  out_.put("static const struct ua_staticstore_element g_staticstore_elements[] = {\n");
-  for (const auto& v : m_.values) cg_write_bytestring_literal(out_, v);
-  out_.put("};\n");
+  write_store_table(out_, "staticstore", m_.values);
   out_.print("static const unsigned int g_staticstore_num_elements = %u;\n\n",
              static_cast<unsigned>(m_.values.size()));
   std::printf("Assigned %i datatypedefinition indices.\n", static_cast<int>(m_.definitions.size()));
   out_.put("static struct ua_staticstore g_dtdef_store;\n");
-  out_.put("static const struct ua_staticstore_element g_dtdef_elements[] = {\n");
-  for (const auto& d : m_.definitions) cg_write_bytestring_literal(out_, d);
-  out_.put("};\n");
+  write_store_table(out_, "dtdef", m_.definitions);
   out_.print("static const unsigned int g_dtdef_num_elements = %i;\n\n",
              static_cast<int>(m_.definitions.size()));
   std::printf("Generated %i datatypedefinition entries.\n",

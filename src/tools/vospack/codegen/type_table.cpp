@@ -104,6 +104,25 @@ int write_structure_row(const codegen_context& ctx, output_file& out, const nsta
   out.c_string(name);
   out.print(")\n    g_%s_fields,\n    %s,\n    %s,\n", base.c_str(), enc_macro.c_str(),
             node_macro(entry, name).c_str());
+  // A structure without fields of its own or inherited has a placeholder row only (the
+  // levels of cg_structure_levels); a union always has its switch row.
+  const auto structure_kind = [](uint32_t kind) {
+    return kind == UAGRAPH_DEFINITION_STRUCTURE ||
+           kind == UAGRAPH_DEFINITION_STRUCTURE_WITH_OPTIONAL_FIELDS ||
+           kind == UAGRAPH_DEFINITION_STRUCTURE_WITH_SUBTYPED_VALUES;
+  };
+  std::size_t fields = structure_kind(type.Definition.kind) ? type.Definition.fields.size() : 1;
+  int levels = 0;
+  for (const uagraph_node* n = ctx.graph().node_supertype(type);
+       fields == 0 && n != nullptr && levels < 64; n = ctx.graph().node_supertype(*n), ++levels) {
+    const UADataType* dt = n->as<UADataType>();
+    if (dt == nullptr || !structure_kind(dt->Definition.kind)) break;
+    fields += dt->Definition.fields.size();
+  }
+  if (fields == 0) {
+    out.print("    0, /* no fields */\n    sizeof(%s)\n},\n", c_type.c_str());
+    return 0;
+  }
   out.print("    countof(g_%s_fields),\n    sizeof(%s)\n},\n", base.c_str(), c_type.c_str());
   return 0;
 }
@@ -220,11 +239,37 @@ int write_type_table_c(const codegen_context& ctx, output_file& out, const nstab
   return 0;
 }
 
+// A type identifier is the int enumerator (local index << 16) + row, the row counting the
+// enumerations, option sets and structures of the namespace in turn; the tables' counts are
+// 16-bit. A namespace whose types do not fit is refused.
+int check_type_limits(const codegen_context& ctx, const nstable_entry& entry,
+                      const type_lists& types) {
+  constexpr std::size_t kMaxRows = std::size_t{1} << 16;
+  const std::size_t rows = types.enums.size() + types.optionsets.size() + types.structures.size();
+  if (rows > kMaxRows) {
+    codegen_context::error(
+        "error: namespace %u (%s) has %zu data types, but a type identifier of the runtime's "
+        "type table numbers at most %zu per namespace.\n",
+        entry.sdk_index, entry.uri.c_str(), rows, kMaxRows);
+    return -1;
+  }
+  const uint32_t index = ctx.model_index(entry);
+  if ((int64_t{index} << 16) + static_cast<int64_t>(rows) - 1 > INT32_MAX) {
+    codegen_context::error(
+        "error: namespace %u (%s) has data types, but its type identifiers ((index %u << 16) "
+        "+ row) exceed the int of a C enumerator; namespace indexes up to 32767 hold them.\n",
+        entry.sdk_index, entry.uri.c_str(), index);
+    return -1;
+  }
+  return 0;
+}
+
 }  // namespace
 
 int output_c_type_table(const codegen_context& ctx, const nstable_entry& entry) {
   constexpr const char* kFunction = "output_c_type_table";
   const type_lists& types = ctx.types_of(entry.sdk_index);
+  if (check_type_limits(ctx, entry, types) != 0) return -1;
   const std::string dir = ctx.namespace_dir(entry);
   output_file out;
   if (ctx.open_file(out, dir + "/type_table.c", kFunction) != 0) return -1;

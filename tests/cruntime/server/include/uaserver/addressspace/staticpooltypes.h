@@ -54,15 +54,21 @@ struct ua_node_permctx {
 /* A node of any class.
  * rev_ref_idx: -1 without inverse references in this namespace's pool; else the index of
  *   the first one << 16 | ((nsidx * 2 + 1) & 0xFFFF). A placeholder node holds instead its
- *   number << 16 | ((nsidx * 2) & 0xFFFE) (an even low half).
- * fwd_ref_idx: -1 without forward references; else the index of the first one << 1 | 1.
+ *   number << 16 | ((nsidx * 2) & 0xFFFE) (an even low half). 32 signed bits, so the index
+ *   or number is at most 32767.
+ * fwd_ref_idx: -1 without forward references; else the index of the first one << 1 | 1,
+ *   in 32 signed bits (index at most 2^30 - 1).
  * dataindex: Variable, VariableType, Method: the index in the class's pool; DataType: the
  *   index of its definition in the definition store or -1; ReferenceType: the string index
- *   of its InverseName (0: none); other classes -1. */
+ *   of its InverseName (0: none); other classes -1.
+ * The narrow members hold what their attribute holds: browsenamens a namespace index
+ * (16 bits), nodeclass one node class bit, flags the bits above with the 8-bit
+ * EventNotifier, accessrestrictions the 16-bit AccessRestrictions. String ids and dataindex
+ * are indexes into tables of any size, so 32 bits. */
 struct ua_node {
     struct ua_node_id id;
-    int64_t rev_ref_idx;
-    int64_t fwd_ref_idx;
+    int32_t rev_ref_idx;
+    int32_t fwd_ref_idx;
     uint32_t displaynameid;
     uint32_t browsenameid;
     uint16_t browsenamens;
