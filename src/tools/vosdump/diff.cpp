@@ -332,6 +332,35 @@ std::string_view standard_reference_name(uint32_t id) {
   }
 }
 
+// Browse paths of the standard nodes that companion models hang their nodes below, for
+// files that do not hold namespace 0; null for others.
+const char* standard_path(uint32_t id) {
+  switch (id) {
+    case 84: return "";
+    case 85: return "/Objects";
+    case 86: return "/Types";
+    case 87: return "/Views";
+    case 88: return "/Types/ObjectTypes";
+    case 89: return "/Types/VariableTypes";
+    case 90: return "/Types/DataTypes";
+    case 91: return "/Types/ReferenceTypes";
+    case 2253: return "/Objects/Server";
+    case 58: return "/Types/ObjectTypes/BaseObjectType";
+    case 61: return "/Types/ObjectTypes/BaseObjectType/FolderType";
+    case 17602: return "/Types/ObjectTypes/BaseObjectType/BaseInterfaceType";
+    case 62: return "/Types/VariableTypes/BaseVariableType";
+    case 63: return "/Types/VariableTypes/BaseVariableType/BaseDataVariableType";
+    case 68: return "/Types/VariableTypes/BaseVariableType/PropertyType";
+    case 24: return "/Types/DataTypes/BaseDataType";
+    case 22: return "/Types/DataTypes/BaseDataType/Structure";
+    case 29: return "/Types/DataTypes/BaseDataType/Enumeration";
+    case 31: return "/Types/ReferenceTypes/References";
+    case 32: return "/Types/ReferenceTypes/References/NonHierarchicalReferences";
+    case 33: return "/Types/ReferenceTypes/References/HierarchicalReferences";
+    default: return nullptr;
+  }
+}
+
 bool same_double_bits(const void* a, const void* b, std::size_t size) {
   if (std::memcmp(a, b, size) == 0) return true;
   // Any two NaNs are the same value.
@@ -421,8 +450,29 @@ class differ {
   }
   void number_references(side& s) {
     s.refs.reserve(s.file.references.size());
-    for (const ua_file_reference& r : s.file.references)
-      s.refs.push_back({number(s, r.source), number(s, r.type), number(s, r.target)});
+    // The references of one source follow each other and use a few types: both are looked
+    // up once for a run.
+    const ua_nodeid* last_source = nullptr;
+    uint32_t source = kNone;
+    struct seen_type {
+      const ua_nodeid* id;
+      uint32_t number;
+    };
+    std::vector<seen_type> types;
+    for (const ua_file_reference& r : s.file.references) {
+      if (last_source == nullptr || !(*last_source == r.source)) {
+        source = number(s, r.source);
+        last_source = &r.source;
+      }
+      uint32_t type = kNone;
+      for (const seen_type& t : types)
+        if (*t.id == r.type) type = t.number;
+      if (type == kNone) {
+        type = number(s, r.type);
+        if (types.size() < 16) types.push_back({&r.type, type});
+      }
+      s.refs.push_back({source, type, number(s, r.target)});
+    }
     std::sort(s.refs.begin(), s.refs.end());
     s.refs.erase(std::unique(s.refs.begin(), s.refs.end()), s.refs.end());
   }
@@ -1096,9 +1146,10 @@ std::string differ::type_name(uint32_t type) {
   return number_text(type);
 }
 
-// The browse path of a node in one file: "/Objects/Plant/Motor" from Root; from the topmost
-// ancestor that the file knows, "i=58/DeviceType", when the chain does not reach Root; ""
-// for a node without a parent.
+// The browse path of a node in one file by the first hierarchical reference to each node:
+// "/Objects/Plant/Motor" from Root, also when the chain leaves the file at a standard node;
+// from the NodeId of the topmost ancestor ("ns=3;i=7/Motor") when it does not reach Root;
+// "" for a node without a parent.
 std::string differ::path_of(side& s, uint32_t node) {
   if (s.parent_of.empty()) {
     // The hierarchical reference types: the standard ones and their subtypes in the file.
@@ -1146,8 +1197,13 @@ std::string differ::path_of(side& s, uint32_t node) {
   std::string path;
   std::size_t from = chain.size();
   if (at != root) {
-    // The top of the chain is shown by its NodeId.
-    path = number_text(chain.back());
+    // The top of the chain: a standard node by its path, any other by its NodeId.
+    const node_key& top = ids_.key(chain.back());
+    const char* standard = !s.has(chain.back()) && ns_[top.ns].uri == kBaseUri &&
+                                   top.id->is_numeric()
+                               ? standard_path(top.id->numeric_id())
+                               : nullptr;
+    path = standard != nullptr ? standard : number_text(chain.back());
     from = chain.size() - 1;
   }
   for (std::size_t i = from; i-- > 0;) {
