@@ -1529,6 +1529,13 @@ void differ::write_json(std::FILE* out, const counts& c) {
           json_append_string(t, rc.inverse ? "inverse" : "forward");
           t += ", \"node\": ";
           json_append_string(t, number_text(rc.other));
+          t += ", \"node_name\": ";
+          const std::string_view name = browse_name(rc.other);
+          if (name.empty()) {
+            t += "null";
+          } else {
+            json_append_string(t, name);
+          }
           t += '}';
         }
         t += ']';
