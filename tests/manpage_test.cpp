@@ -80,6 +80,9 @@ TEST_F(ManPage, VosdumpDocumentsItsOptions) {
   const std::string text = render("vosdump.1");
   for (const char* option : {"-a", "--json", "-h"}) EXPECT_TRUE(documents(text, option)) << option;
   EXPECT_NE(text.find("\nJSON OUTPUT\n"), std::string::npos);
+  for (const char* option : {"--diff", "--summary", "--ignore-build", "--namespace"})
+    EXPECT_TRUE(documents(text, option)) << option;
+  EXPECT_NE(text.find("\nCOMPARING TWO FILES\n"), std::string::npos);
 }
 
 }  // namespace
