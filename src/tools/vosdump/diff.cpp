@@ -233,10 +233,11 @@ struct side {
   ua_file_contents file;
   int status = 0;
   bool is_new = false;
-  std::vector<uint32_t> ns_of_index = std::vector<uint32_t>(65536, kNone);
+  // Namespace index -> entry of the shared list, filled as indexes are met.
+  mutable std::vector<uint32_t> ns_of_index = std::vector<uint32_t>(65536, kNone);
   std::vector<uint32_t> record_of;  // node number -> index in file.nodes, kNone
   std::vector<ref3> refs;           // sorted, without duplicates
-  std::vector<uint32_t> parent_of;  // node number -> parent by a hierarchical reference
+  std::vector<uint32_t> parent_of;  // node number -> parent (see find_parents), kNone
 
   bool has(uint32_t n) const noexcept { return n < record_of.size() && record_of[n] != kNone; }
   const ua_file_read_node& node(uint32_t n) const { return file.nodes[record_of[n]]; }
@@ -410,7 +411,7 @@ class differ {
  private:
   // ---- namespaces and numbering ----
   uint32_t ns_of(const side& s, uint16_t index) {
-    uint32_t& slot = const_cast<side&>(s).ns_of_index[index];
+    uint32_t& slot = s.ns_of_index[index];
     if (slot != kNone) return slot;
     auto [it, fresh] = unnamed_.try_emplace(index, static_cast<uint32_t>(ns_.size()));
     if (fresh) {
@@ -473,8 +474,43 @@ class differ {
       }
       s.refs.push_back({source, type, number(s, r.target)});
     }
+    find_parents(s);
     std::sort(s.refs.begin(), s.refs.end());
     s.refs.erase(std::unique(s.refs.begin(), s.refs.end()), s.refs.end());
+  }
+  // The parent of each node for its browse path: the source of the first hierarchical
+  // reference to it in file order (s.refs is still in file order). Hierarchical are the
+  // standard types and their subtypes in the file.
+  void find_parents(side& s) {
+    std::unordered_set<uint32_t> hier;
+    const uint32_t base = ns_of(s, 0);
+    if (ns_[base].uri == kBaseUri || !ns_[base].named) {
+      for (const uint32_t id : {33u, 34u, 35u, 36u, 44u, 45u, 46u, 47u, 48u, 49u}) {
+        const uint32_t n = ids_.find(ua_nodeid(0, id), base);
+        if (n != kNone) hier.insert(n);
+      }
+    }
+    const uint32_t has_subtype = ids_.find(ua_nodeid(0, 45), base);
+    std::vector<ref3> subtypes;
+    for (const ref3& r : s.refs)
+      if (r.type == has_subtype && has_subtype != kNone && s.has(r.target) &&
+          s.node(r.target).nodeclass == UA_NODECLASS_REFERENCETYPE)
+        subtypes.push_back(r);
+    for (bool grew = true; grew;) {
+      grew = false;
+      for (const ref3& r : subtypes)
+        if (hier.contains(r.source) && hier.insert(r.target).second) grew = true;
+    }
+    s.parent_of.assign(ids_.size(), kNone);
+    uint32_t last_type = kNone;
+    bool last_hier = false;
+    for (const ref3& r : s.refs) {
+      if (r.type != last_type) {
+        last_type = r.type;
+        last_hier = hier.contains(r.type);
+      }
+      if (last_hier && s.parent_of[r.target] == kNone) s.parent_of[r.target] = r.source;
+    }
   }
   bool same_id(const side& a, const ua_nodeid& x, const side& b, const ua_nodeid& y) {
     return ns_of(a, x.ns()) == ns_of(b, y.ns()) && same_identifier(x, y);
@@ -530,6 +566,9 @@ class differ {
   std::string path_of(side& s, uint32_t node);
   std::string type_name(uint32_t type);
   std::string_view browse_name(uint32_t node);
+  // The node's record in the new file, else in the old one; null when neither has it (the
+  // target of a reference from outside both files).
+  const ua_file_read_node* record(uint32_t node) const;
   void write_text(std::FILE* out, const counts& c);
   void write_json(std::FILE* out, const counts& c);
   void flush(std::FILE* out) {
@@ -1129,6 +1168,12 @@ void differ::compare_definition(const ua_file_read_definition& o,
 
 // ---- report helpers ----
 
+const ua_file_read_node* differ::record(uint32_t node) const {
+  if (new_.has(node)) return &new_.node(node);
+  if (old_.has(node)) return &old_.node(node);
+  return nullptr;
+}
+
 std::string_view differ::browse_name(uint32_t node) {
   if (new_.has(node)) return new_.file.string(new_.node(node).browse_name);
   if (old_.has(node)) return old_.file.string(old_.node(node).browse_name);
@@ -1151,38 +1196,6 @@ std::string differ::type_name(uint32_t type) {
 // from the NodeId of the topmost ancestor ("ns=3;i=7/Motor") when it does not reach Root;
 // "" for a node without a parent.
 std::string differ::path_of(side& s, uint32_t node) {
-  if (s.parent_of.empty()) {
-    // The hierarchical reference types: the standard ones and their subtypes in the file.
-    std::unordered_set<uint32_t> hier;
-    const uint32_t base = ns_of(s, 0);
-    const bool base_is_standard = ns_[base].uri == kBaseUri || !ns_[base].named;
-    if (base_is_standard) {
-      for (const uint32_t id : {33u, 34u, 35u, 36u, 44u, 45u, 46u, 47u, 48u, 49u}) {
-        const uint32_t n = ids_.find(ua_nodeid(0, id), base);
-        if (n != kNone) hier.insert(n);
-      }
-    }
-    const uint32_t has_subtype = base_is_standard ? ids_.find(ua_nodeid(0, 45), base) : kNone;
-    std::vector<ref3> subtypes;
-    for (const ref3& r : s.refs)
-      if (r.type == has_subtype && s.has(r.target) &&
-          s.node(r.target).nodeclass == UA_NODECLASS_REFERENCETYPE)
-        subtypes.push_back(r);
-    for (bool grew = true; grew;) {
-      grew = false;
-      for (const ref3& r : subtypes)
-        if (hier.contains(r.source) && hier.insert(r.target).second) grew = true;
-    }
-    s.parent_of.assign(ids_.size(), kNone);
-    // The first hierarchical reference in file order names the parent.
-    for (const ua_file_reference& r : s.file.references) {
-      const uint32_t type = ids_.find(r.type, ns_of(s, r.type.ns()));
-      if (!hier.contains(type)) continue;
-      const uint32_t target = ids_.find(r.target, ns_of(s, r.target.ns()));
-      if (s.parent_of[target] == kNone)
-        s.parent_of[target] = ids_.find(r.source, ns_of(s, r.source.ns()));
-    }
-  }
   const uint32_t base = ns_of(s, 0);
   const uint32_t root = ids_.find(ua_nodeid(0, 84), base);
   std::vector<uint32_t> chain;
@@ -1190,7 +1203,7 @@ std::string differ::path_of(side& s, uint32_t node) {
   while (at != kNone && at != root && chain.size() < 64 &&
          std::find(chain.begin(), chain.end(), at) == chain.end()) {
     chain.push_back(at);
-    if (!s.has(at)) break;
+    if (!s.has(at) || at >= s.parent_of.size()) break;
     at = s.parent_of[at];
   }
   if (chain.size() == 1 && at == kNone) return "";
@@ -1276,9 +1289,10 @@ int differ::run(std::FILE* out) {
   }
 
   // References: a merge of the two sorted lists. Each is shown with its source node, or
-  // with its target when the source is a node of neither file.
+  // with its target when only the target is a node of one of the files.
   const auto report = [&](const ref3& r, bool added) {
-    const bool at_source = old_.has(r.source) || new_.has(r.source);
+    const bool at_source = old_.has(r.source) || new_.has(r.source) ||
+                           !(old_.has(r.target) || new_.has(r.target));
     const uint32_t owner = at_source ? r.source : r.target;
     if (!included(owner)) return;
     node_change& nc = change(owner, '~');
@@ -1401,11 +1415,12 @@ void differ::write_text(std::FILE* out, const counts& c) {
     for (; next < end; ++next) {
       const node_change& nc = nodes_[next];
       side& s = nc.status == '-' ? old_ : new_;
-      const ua_file_read_node& r = s.node(nc.node);
+      const ua_file_read_node* r = record(nc.node);
       t += "  ";
       t += nc.status;
-      t += ' ' + number_text(nc.node) + ' ' + class_name(r.nodeclass) + ' ';
-      json_append_string(t, s.file.string(r.browse_name));
+      t += ' ' + number_text(nc.node) + ' ' + (r != nullptr ? class_name(r->nodeclass) : "-") +
+           ' ';
+      json_append_string(t, browse_name(nc.node));
       if (nc.status != '~') {
         const std::string path = path_of(s, nc.node);
         if (!path.empty()) t += ' ' + path;
@@ -1495,15 +1510,15 @@ void differ::write_json(std::FILE* out, const counts& c) {
     for (std::size_t k = next; k < end; ++k) {
       const node_change& nc = nodes_[k];
       side& s = nc.status == '-' ? old_ : new_;
-      const ua_file_read_node& r = s.node(nc.node);
+      const ua_file_read_node* r = record(nc.node);
       t += k == next ? "\n      {\"nodeid\": " : ",\n      {\"nodeid\": ";
       json_append_string(t, number_text(nc.node));
       t += ", \"status\": ";
       json_append_string(t, nc.status == '+' ? "added" : nc.status == '-' ? "removed" : "changed");
       t += ", \"class\": ";
-      json_append_string(t, class_name(r.nodeclass));
+      json_append_string(t, r != nullptr ? class_name(r->nodeclass) : "-");
       t += ", \"browse_name\": ";
-      json_append_string(t, s.file.string(r.browse_name));
+      json_append_string(t, browse_name(nc.node));
       if (nc.status != '~') {
         const std::string path = path_of(s, nc.node);
         t += ", \"path\": ";
