@@ -3,12 +3,15 @@
 // older release; damaged files; and the JSON report read back by Python's json module.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdint>
 #include <filesystem>
 #include <string>
 #include <vector>
 
 #include "support/testutil.h"
+#include "tools/vospack/filewriter.h"
+#include "tools/vospack/uagraph.h"
 #include "util/adler32.h"
 
 namespace vos {
@@ -277,6 +280,83 @@ TEST_F(VosDumpDiff, TroubleIsStatusTwoWithTheReason) {
     EXPECT_EQ(usage.out, "");
     EXPECT_EQ(usage.err.rfind("usage: vosdump --diff ", 0), 0u) << usage.err;
   }
+}
+
+// Writes a file of four variables ns=1;i=1..4 named "V": a NaN, a qualified name of
+// namespace 1, display name `label` (its string index depends on `strings`), and a node
+// extension with `address`; plus, with `loose_reference`, a reference between two nodes
+// that the file does not hold.
+void write_values_file(const fs::path& path, const std::vector<std::string>& strings,
+                       const std::string& label, const std::string& address,
+                       bool loose_reference) {
+  ua_file_writer w;
+  ASSERT_EQ(w.create_string_tables(static_cast<uint32_t>(strings.size()), ""), 0);
+  uint32_t label_index = 0;
+  uint32_t name_index = 0;
+  for (std::size_t i = 0; i < strings.size(); ++i) {
+    ASSERT_EQ(w.set_string(0, static_cast<uint32_t>(i), strings[i]), 0);
+    if (strings[i] == label) label_index = static_cast<uint32_t>(i);
+    if (strings[i] == "V") name_index = static_cast<uint32_t>(i);
+  }
+  ASSERT_EQ(w.reserve_extension_uris(1), 0);
+  ASSERT_GE(w.add_extension_uri("extension://test"), 0);
+  w.totals()[UA_FILE_TOTAL_VARIABLE] = 4;
+  w.totals()[UA_FILE_TOTAL_REFERENCE] = loose_reference ? 1 : 0;
+  ASSERT_EQ(w.open(path.c_str()), 0);
+  const ua_nodeid ids[] = {ua_nodeid(1, 1), ua_nodeid(1, 2), ua_nodeid(1, 3), ua_nodeid(1, 4)};
+  const ua_variant values[] = {ua_variant::scalar_of(std::nan("")),
+                               ua_variant::scalar_of(ua_qualifiedname{1, ua_string("Q")})};
+  for (int i = 0; i < 4; ++i) {
+    ua_file_node n;
+    n.reset(UA_NODECLASS_VARIABLE);
+    n.nodeid = &ids[i];
+    n.browse_ns = 1;
+    n.browse_name = name_index;
+    if (i < 2) {
+      n.flags |= UA_FILE_VAR_VALUE;
+      n.value = &values[i];
+    }
+    if (i == 2) {
+      n.flags |= UA_FILE_NODE_DISPLAYNAME;
+      n.display_name = label_index;
+    }
+    if (i == 3) {
+      n.flags |= UA_FILE_NODE_EXTENSIONS;
+      n.extensions.push_back({0, 6, ua_bytestring(std::string_view(address))});
+    }
+    ASSERT_EQ(w.write_node(n), 0);
+  }
+  if (loose_reference) {
+    ASSERT_EQ(w.write_reference(ua_nodeid(5, 1), ua_nodeid(5, 2), ua_nodeid(0, 47)), 0);
+  }
+  ASSERT_EQ(w.close(), 0);
+}
+
+// Values are compared decoded: a NaN equals a NaN, a name at another string index is the
+// same name; what does differ is reported, and a reference between nodes that neither file
+// holds is shown under its source.
+TEST(VosDumpDiffValues, DecodedValuesAndLooseReferences) {
+  if (!fs::exists(vosdump_binary())) GTEST_SKIP() << "vosdump is not built";
+  test::TempDir dir;
+  write_values_file(dir / "a.bin", {"", "V", "Motor"}, "Motor", "addr1", false);
+  write_values_file(dir / "b.bin", {"", "Motor", "x", "V"}, "Motor", "addr2", true);
+  const RunResult r =
+      test::run_program(vosdump_binary(), "vosdump", {"--diff", "a.bin", "b.bin"}, dir.path());
+  EXPECT_EQ(r.status, 1) << r.err;
+  EXPECT_EQ(r.out,
+            "--- a.bin\n"
+            "+++ b.bin\n"
+            "namespace ns=1 (ns=1)\n"
+            "  ~ ns=1;i=4 Variable \"V\"\n"
+            "      extensions: [{\"uri\": \"extension://test\", \"id\": 6, \"data\": \"addr1\"}]"
+            " -> [{\"uri\": \"extension://test\", \"id\": 6, \"data\": \"addr2\"}]\n"
+            "namespace ns=5 (ns=5)\n"
+            "  ~ ns=5;i=1 - \"\"\n"
+            "      + HasComponent -> ns=5;i=2\n"
+            "file changes: 0\n"
+            "namespaces: 0 added, 0 removed, 0 changed\n"
+            "nodes: 0 added, 0 removed, 2 changed\n"
+            "references: 1 added, 0 removed\n");
 }
 
 }  // namespace

@@ -441,6 +441,11 @@ class differ {
     for (const ua_file_namespace& rec : s.file.dependencies) add(rec, false);
     for (const ua_file_namespace& rec : s.file.models) add(rec, true);
   }
+  // The standard namespace: by its URI, or index 0 of a file without its record.
+  bool is_base(uint32_t entry) const {
+    const ns_entry& e = ns_[entry];
+    return e.named ? e.uri == kBaseUri : e.old_index == 0;
+  }
   uint32_t number(const side& s, const ua_nodeid& id) { return ids_.add(id, ns_of(s, id.ns())); }
   void number_nodes(side& s) {
     for (uint32_t i = 0; i < s.file.nodes.size(); ++i) {
@@ -484,7 +489,7 @@ class differ {
   void find_parents(side& s) {
     std::unordered_set<uint32_t> hier;
     const uint32_t base = ns_of(s, 0);
-    if (ns_[base].uri == kBaseUri || !ns_[base].named) {
+    if (is_base(base)) {
       for (const uint32_t id : {33u, 34u, 35u, 36u, 44u, 45u, 46u, 47u, 48u, 49u}) {
         const uint32_t n = ids_.find(ua_nodeid(0, id), base);
         if (n != kNone) hier.insert(n);
@@ -1184,7 +1189,7 @@ std::string differ::type_name(uint32_t type) {
   const std::string_view name = browse_name(type);
   if (!name.empty()) return std::string(name);
   const node_key& k = ids_.key(type);
-  if (ns_[k.ns].uri == kBaseUri && k.id->is_numeric()) {
+  if (is_base(k.ns) && k.id->is_numeric()) {
     const std::string_view standard = standard_reference_name(k.id->numeric_id());
     if (!standard.empty()) return std::string(standard);
   }
@@ -1212,7 +1217,7 @@ std::string differ::path_of(side& s, uint32_t node) {
   if (at != root) {
     // The top of the chain: a standard node by its path, any other by its NodeId.
     const node_key& top = ids_.key(chain.back());
-    const char* standard = !s.has(chain.back()) && ns_[top.ns].uri == kBaseUri &&
+    const char* standard = !s.has(chain.back()) && is_base(top.ns) &&
                                    top.id->is_numeric()
                                ? standard_path(top.id->numeric_id())
                                : nullptr;
