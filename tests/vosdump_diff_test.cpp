@@ -155,14 +155,15 @@ TEST_F(VosDumpDiff, KnownEditsAreReportedExactlyBothWays) {
   const RunResult counts = diff({"--summary", "base.bin", "edited.bin"});
   EXPECT_EQ(counts.status, 1);
   EXPECT_EQ(counts.out, r.out.substr(r.out.find("file changes:")));
-  const RunResult ns0 = diff({"--namespace", "http://opcfoundation.org/UA/", "base.bin",
-                              "edited.bin"});
+  const RunResult ns0 =
+      diff({"--namespace", "http://opcfoundation.org/UA/", "base.bin", "edited.bin"});
   EXPECT_EQ(ns0.status, 0) << ns0.out;
   EXPECT_EQ(ns0.out, "");
   EXPECT_EQ(diff({std::string("--namespace=") + kDiUri, "base.bin", "edited.bin"}).out, r.out);
-  for (const auto& args : std::vector<std::vector<std::string>>{
-           {"base.bin", "edited.bin"}, {"edited.bin", "base.bin"}, {"--summary", "base.bin",
-                                                                    "edited.bin"}})
+  for (const auto& args :
+       std::vector<std::vector<std::string>>{{"base.bin", "edited.bin"},
+                                             {"edited.bin", "base.bin"},
+                                             {"--summary", "base.bin", "edited.bin"}})
     expect_json_matches(args);
 }
 
@@ -213,8 +214,7 @@ TEST_F(VosDumpDiff, TwoReleasesOfDi) {
   // Without the header fields the creation date is gone, the namespace record stays.
   const RunResult build = diff({"--ignore-build", "--summary", "di102.bin", "base.bin"});
   EXPECT_EQ(build.status, 1);
-  EXPECT_EQ(build.out.rfind("file changes: 0\nnamespaces: 0 added, 0 removed, 1 changed\n", 0),
-            0u)
+  EXPECT_EQ(build.out.rfind("file changes: 0\nnamespaces: 0 added, 0 removed, 1 changed\n", 0), 0u)
       << build.out;
 }
 
@@ -252,8 +252,8 @@ TEST_F(VosDumpDiff, TroubleIsStatusTwoWithTheReason) {
                                             "<?xml version=\"1.0\"?><UANodeSet/>"};
   for (const std::string& d : damaged) {
     test::write_file(dir_->path() / "bad.bin", d);
-    for (const auto& pair : std::vector<std::vector<std::string>>{{"bad.bin", "base.bin"},
-                                                                  {"base.bin", "bad.bin"}}) {
+    for (const auto& pair :
+         std::vector<std::vector<std::string>>{{"bad.bin", "base.bin"}, {"base.bin", "bad.bin"}}) {
       for (const bool json : {false, true}) {
         std::vector<std::string> args = pair;
         if (json) args.insert(args.begin(), "--json");
@@ -272,9 +272,11 @@ TEST_F(VosDumpDiff, TroubleIsStatusTwoWithTheReason) {
   EXPECT_EQ(unknown.status, 2);
   EXPECT_EQ(unknown.err, "error: neither file has the namespace 'urn:none'\n");
 
-  for (const auto& args : std::vector<std::vector<std::string>>{
-           {"base.bin"}, {"base.bin", "base.bin", "base.bin"}, {"-x", "base.bin", "base.bin"},
-           {"base.bin", "base.bin", "--namespace"}}) {
+  for (const auto& args :
+       std::vector<std::vector<std::string>>{{"base.bin"},
+                                             {"base.bin", "base.bin", "base.bin"},
+                                             {"-x", "base.bin", "base.bin"},
+                                             {"base.bin", "base.bin", "--namespace"}}) {
     const RunResult usage = diff(args);
     EXPECT_EQ(usage.status, 2);
     EXPECT_EQ(usage.out, "");
@@ -287,8 +289,7 @@ TEST_F(VosDumpDiff, TroubleIsStatusTwoWithTheReason) {
 // extension with `address`; plus, with `loose_reference`, a reference between two nodes
 // that the file does not hold.
 void write_values_file(const fs::path& path, const std::vector<std::string>& strings,
-                       const std::string& label, const std::string& address,
-                       bool loose_reference) {
+                       const std::string& label, const std::string& address, bool loose_reference) {
   ua_file_writer w;
   ASSERT_EQ(w.create_string_tables(static_cast<uint32_t>(strings.size()), ""), 0);
   uint32_t label_index = 0;

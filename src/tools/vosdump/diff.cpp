@@ -184,7 +184,8 @@ class node_numbers {
   }
   // The number of the NodeId, a new one the first time; `id` must outlive the numbering.
   uint32_t add(const ua_nodeid& id, uint32_t ns) {
-    if ((keys_.size() + 1) * 2 > slots_.size()) rehash(std::max<std::size_t>(16, slots_.size() * 2));
+    if ((keys_.size() + 1) * 2 > slots_.size())
+      rehash(std::max<std::size_t>(16, slots_.size() * 2));
     const uint64_t h = hash_identifier(id, ns);
     std::size_t i = h & mask_;
     for (;; i = (i + 1) & mask_) {
@@ -310,26 +311,46 @@ constexpr const char* kTypeNames[] = {
 // Names of the standard reference types, for files that do not hold namespace 0.
 std::string_view standard_reference_name(uint32_t id) {
   switch (id) {
-    case 31: return "References";
-    case 32: return "NonHierarchicalReferences";
-    case 33: return "HierarchicalReferences";
-    case 34: return "HasChild";
-    case 35: return "Organizes";
-    case 36: return "HasEventSource";
-    case 37: return "HasModellingRule";
-    case 38: return "HasEncoding";
-    case 39: return "HasDescription";
-    case 40: return "HasTypeDefinition";
-    case 41: return "GeneratesEvent";
-    case 44: return "Aggregates";
-    case 45: return "HasSubtype";
-    case 46: return "HasProperty";
-    case 47: return "HasComponent";
-    case 48: return "HasNotifier";
-    case 49: return "HasOrderedComponent";
-    case 17603: return "HasInterface";
-    case 17604: return "HasAddIn";
-    default: return {};
+    case 31:
+      return "References";
+    case 32:
+      return "NonHierarchicalReferences";
+    case 33:
+      return "HierarchicalReferences";
+    case 34:
+      return "HasChild";
+    case 35:
+      return "Organizes";
+    case 36:
+      return "HasEventSource";
+    case 37:
+      return "HasModellingRule";
+    case 38:
+      return "HasEncoding";
+    case 39:
+      return "HasDescription";
+    case 40:
+      return "HasTypeDefinition";
+    case 41:
+      return "GeneratesEvent";
+    case 44:
+      return "Aggregates";
+    case 45:
+      return "HasSubtype";
+    case 46:
+      return "HasProperty";
+    case 47:
+      return "HasComponent";
+    case 48:
+      return "HasNotifier";
+    case 49:
+      return "HasOrderedComponent";
+    case 17603:
+      return "HasInterface";
+    case 17604:
+      return "HasAddIn";
+    default:
+      return {};
   }
 }
 
@@ -337,28 +358,50 @@ std::string_view standard_reference_name(uint32_t id) {
 // files that do not hold namespace 0; null for others.
 const char* standard_path(uint32_t id) {
   switch (id) {
-    case 84: return "";
-    case 85: return "/Objects";
-    case 86: return "/Types";
-    case 87: return "/Views";
-    case 88: return "/Types/ObjectTypes";
-    case 89: return "/Types/VariableTypes";
-    case 90: return "/Types/DataTypes";
-    case 91: return "/Types/ReferenceTypes";
-    case 2253: return "/Objects/Server";
-    case 58: return "/Types/ObjectTypes/BaseObjectType";
-    case 61: return "/Types/ObjectTypes/BaseObjectType/FolderType";
-    case 17602: return "/Types/ObjectTypes/BaseObjectType/BaseInterfaceType";
-    case 62: return "/Types/VariableTypes/BaseVariableType";
-    case 63: return "/Types/VariableTypes/BaseVariableType/BaseDataVariableType";
-    case 68: return "/Types/VariableTypes/BaseVariableType/PropertyType";
-    case 24: return "/Types/DataTypes/BaseDataType";
-    case 22: return "/Types/DataTypes/BaseDataType/Structure";
-    case 29: return "/Types/DataTypes/BaseDataType/Enumeration";
-    case 31: return "/Types/ReferenceTypes/References";
-    case 32: return "/Types/ReferenceTypes/References/NonHierarchicalReferences";
-    case 33: return "/Types/ReferenceTypes/References/HierarchicalReferences";
-    default: return nullptr;
+    case 84:
+      return "";
+    case 85:
+      return "/Objects";
+    case 86:
+      return "/Types";
+    case 87:
+      return "/Views";
+    case 88:
+      return "/Types/ObjectTypes";
+    case 89:
+      return "/Types/VariableTypes";
+    case 90:
+      return "/Types/DataTypes";
+    case 91:
+      return "/Types/ReferenceTypes";
+    case 2253:
+      return "/Objects/Server";
+    case 58:
+      return "/Types/ObjectTypes/BaseObjectType";
+    case 61:
+      return "/Types/ObjectTypes/BaseObjectType/FolderType";
+    case 17602:
+      return "/Types/ObjectTypes/BaseObjectType/BaseInterfaceType";
+    case 62:
+      return "/Types/VariableTypes/BaseVariableType";
+    case 63:
+      return "/Types/VariableTypes/BaseVariableType/BaseDataVariableType";
+    case 68:
+      return "/Types/VariableTypes/BaseVariableType/PropertyType";
+    case 24:
+      return "/Types/DataTypes/BaseDataType";
+    case 22:
+      return "/Types/DataTypes/BaseDataType/Structure";
+    case 29:
+      return "/Types/DataTypes/BaseDataType/Enumeration";
+    case 31:
+      return "/Types/ReferenceTypes/References";
+    case 32:
+      return "/Types/ReferenceTypes/References/NonHierarchicalReferences";
+    case 33:
+      return "/Types/ReferenceTypes/References/HierarchicalReferences";
+    default:
+      return nullptr;
   }
 }
 
@@ -744,8 +787,7 @@ void differ::append_variant(std::string& out, const side& s, const ua_variant& v
   out += '}';
 }
 
-bool differ::same_scalar(const side& a, const void* x, const side& b, const void* y,
-                         uint8_t type) {
+bool differ::same_scalar(const side& a, const void* x, const side& b, const void* y, uint8_t type) {
   switch (type) {
     case UA_VT_BOOLEAN:
       return *static_cast<const bool*>(x) == *static_cast<const bool*>(y);
@@ -1011,8 +1053,7 @@ void differ::compare_nodes(const ua_file_read_node& o, const ua_file_read_node& 
         text(nf, n, UA_FILE_NODE_DISPLAYNAME, n.display_name));
   check("description", text(of, o, UA_FILE_NODE_DESCRIPTION, o.description),
         text(nf, n, UA_FILE_NODE_DESCRIPTION, n.description));
-  check("write_mask",
-        maybe_number<uint32_t>{(o.flags & UA_FILE_NODE_WRITEMASK) != 0, o.write_mask},
+  check("write_mask", maybe_number<uint32_t>{(o.flags & UA_FILE_NODE_WRITEMASK) != 0, o.write_mask},
         maybe_number<uint32_t>{(n.flags & UA_FILE_NODE_WRITEMASK) != 0, n.write_mask});
   check("access_restrictions",
         maybe_number<uint32_t>{(o.perm_flags & UA_FILE_PERM_ACCESSRESTRICTIONS) != 0,
@@ -1126,8 +1167,7 @@ std::string differ::field_text(const side& s, const ua_file_read_definition& d, 
       t += " max_length=" + std::to_string(sf.max_string_length);
     if ((sf.flags & UA_FILE_SFIELD_OPTIONAL) != 0) t += " optional";
     if ((sf.flags & UA_FILE_SFIELD_SUBTYPES) != 0) t += " subtypes";
-    if ((sf.flags & UA_FILE_SFIELD_TEXT1) != 0)
-      t += " symbol=" + std::string(f.string(sf.text1));
+    if ((sf.flags & UA_FILE_SFIELD_TEXT1) != 0) t += " symbol=" + std::string(f.string(sf.text1));
     if ((sf.flags & UA_FILE_SFIELD_TEXT2) != 0)
       t += " description=" + std::string(f.string(sf.text2));
   } else {
@@ -1142,8 +1182,7 @@ std::string differ::field_text(const side& s, const ua_file_read_definition& d, 
   return json_string(t);
 }
 
-void differ::compare_definition(const ua_file_read_definition& o,
-                                const ua_file_read_definition& n,
+void differ::compare_definition(const ua_file_read_definition& o, const ua_file_read_definition& n,
                                 std::vector<attr_change>& out) {
   const uint8_t ok = o.kind & UA_FILE_DEFINITION_KIND_MASK;
   const uint8_t nk = n.kind & UA_FILE_DEFINITION_KIND_MASK;
@@ -1217,8 +1256,7 @@ std::string differ::path_of(side& s, uint32_t node) {
   if (at != root) {
     // The top of the chain: a standard node by its path, any other by its NodeId.
     const node_key& top = ids_.key(chain.back());
-    const char* standard = !s.has(chain.back()) && is_base(top.ns) &&
-                                   top.id->is_numeric()
+    const char* standard = !s.has(chain.back()) && is_base(top.ns) && top.id->is_numeric()
                                ? standard_path(top.id->numeric_id())
                                : nullptr;
     path = standard != nullptr ? standard : number_text(chain.back());
@@ -1230,7 +1268,6 @@ std::string differ::path_of(side& s, uint32_t node) {
   }
   return path;
 }
-
 
 // ---- the run ----
 
@@ -1296,8 +1333,8 @@ int differ::run(std::FILE* out) {
   // References: a merge of the two sorted lists. Each is shown with its source node, or
   // with its target when only the target is a node of one of the files.
   const auto report = [&](const ref3& r, bool added) {
-    const bool at_source = old_.has(r.source) || new_.has(r.source) ||
-                           !(old_.has(r.target) || new_.has(r.target));
+    const bool at_source =
+        old_.has(r.source) || new_.has(r.source) || !(old_.has(r.target) || new_.has(r.target));
     const uint32_t owner = at_source ? r.source : r.target;
     if (!included(owner)) return;
     node_change& nc = change(owner, '~');
@@ -1333,8 +1370,7 @@ int differ::run(std::FILE* out) {
       const ns_entry& e = ns_[i];
       return std::pair<int, int>(e.new_index >= 0 ? 0 : 1, e.shown_index());
     };
-    std::sort(order.begin(), order.end(),
-              [&](uint32_t x, uint32_t y) { return key(x) < key(y); });
+    std::sort(order.begin(), order.end(), [&](uint32_t x, uint32_t y) { return key(x) < key(y); });
     for (uint32_t i = 0; i < order.size(); ++i) rank[order[i]] = i;
     ns_order_ = std::move(order);
   }
@@ -1376,9 +1412,8 @@ void differ::write_text(std::FILE* out, const counts& c) {
     t += "file changes: " + std::to_string(c.file_changes) + "\n";
     t += "namespaces: " + std::to_string(c.ns_added) + " added, " + std::to_string(c.ns_removed) +
          " removed, " + std::to_string(c.ns_changed) + " changed\n";
-    t += "nodes: " + std::to_string(c.nodes_added) + " added, " +
-         std::to_string(c.nodes_removed) + " removed, " + std::to_string(c.nodes_changed) +
-         " changed\n";
+    t += "nodes: " + std::to_string(c.nodes_added) + " added, " + std::to_string(c.nodes_removed) +
+         " removed, " + std::to_string(c.nodes_changed) + " changed\n";
     t += "references: " + std::to_string(c.refs_added) + " added, " +
          std::to_string(c.refs_removed) + " removed\n";
   };
@@ -1390,8 +1425,13 @@ void differ::write_text(std::FILE* out, const counts& c) {
   t += std::string("--- ") + old_.path + "\n+++ " + new_.path + "\n";
   const auto attr_lines = [&t](const std::vector<attr_change>& list, const char* indent) {
     for (const attr_change& a : list)
-      t.append(indent).append(a.name).append(": ").append(a.old_value).append(" -> ").append(
-          a.new_value).append("\n");
+      t.append(indent)
+          .append(a.name)
+          .append(": ")
+          .append(a.old_value)
+          .append(" -> ")
+          .append(a.new_value)
+          .append("\n");
   };
   if (!file_changes_.empty()) {
     t += "file\n";
@@ -1423,8 +1463,7 @@ void differ::write_text(std::FILE* out, const counts& c) {
       const ua_file_read_node* r = record(nc.node);
       t += "  ";
       t += nc.status;
-      t += ' ' + number_text(nc.node) + ' ' + (r != nullptr ? class_name(r->nodeclass) : "-") +
-           ' ';
+      t += ' ' + number_text(nc.node) + ' ' + (r != nullptr ? class_name(r->nodeclass) : "-") + ' ';
       json_append_string(t, browse_name(nc.node));
       if (nc.status != '~') {
         const std::string path = path_of(s, nc.node);
@@ -1505,8 +1544,8 @@ void differ::write_json(std::FILE* out, const counts& c) {
                                     ? std::to_string(e.new_index)
                                     : std::string("null"));
     t += ", \"status\": ";
-    json_append_string(t, added     ? "added"
-                          : removed ? "removed"
+    json_append_string(t, added                     ? "added"
+                          : removed                 ? "removed"
                           : !ns_changes_[i].empty() ? "changed"
                                                     : "unchanged");
     t += ", \"changes\": ";
