@@ -35,6 +35,7 @@ namespace {
 constexpr uint32_t kNone = UINT32_MAX;
 constexpr std::string_view kBaseUri = "http://opcfoundation.org/UA/";
 
+// The command line of a comparison.
 struct options {
   const char* old_path = nullptr;
   const char* new_path = nullptr;
@@ -259,12 +260,14 @@ struct ns_entry {
   int shown_index() const noexcept { return new_index >= 0 ? new_index : old_index; }
 };
 
+// One attribute, header field or record field that differs, both values in JSON form.
 struct attr_change {
   std::string name;
   std::string old_value;  // JSON text; null when the attribute is absent
   std::string new_value;
 };
 
+// A reference added or removed, seen from the node it is listed under.
 struct ref_change {
   uint32_t type;
   uint32_t other;  // the target, or the source of an inverse reference
@@ -280,6 +283,7 @@ struct node_change {
   std::vector<ref_change> refs_removed;
 };
 
+// The numbers of the summary.
 struct counts {
   std::size_t file_changes = 0;
   std::size_t ns_added = 0, ns_removed = 0, ns_changed = 0;
@@ -1003,6 +1007,7 @@ struct maybe_text {
   std::string json() const { return present ? json_string(text) : "null"; }
 };
 
+// The same for a number.
 template <class T>
 struct maybe_number {
   bool present;
