@@ -163,7 +163,6 @@ class node_numbers {
  public:
   void reserve(std::size_t n) {
     keys_.reserve(n);
-    hashes_.reserve(n);
     std::size_t slots = 16;
     while (slots < n * 2) slots *= 2;
     rehash(slots);
@@ -174,50 +173,55 @@ class node_numbers {
   // The number of the NodeId, kNone when no file has it.
   uint32_t find(const ua_nodeid& id, uint32_t ns) const noexcept {
     if (slots_.empty()) return kNone;
-    const uint64_t h = hash_identifier(id, ns);
+    const auto h = static_cast<uint32_t>(hash_identifier(id, ns));
     for (std::size_t i = h & mask_;; i = (i + 1) & mask_) {
-      const uint32_t n = slots_[i];
-      if (n == kNone) return kNone;
-      if (hashes_[n] == static_cast<uint32_t>(h) && keys_[n].ns == ns &&
-          same_identifier(*keys_[n].id, id))
-        return n;
+      const uint64_t slot = slots_[i];
+      if (slot == kEmpty) return kNone;
+      if (matches(slot, h, id, ns)) return static_cast<uint32_t>(slot);
     }
   }
   // The number of the NodeId, a new one the first time; `id` must outlive the numbering.
   uint32_t add(const ua_nodeid& id, uint32_t ns) {
     if ((keys_.size() + 1) * 2 > slots_.size())
       rehash(std::max<std::size_t>(16, slots_.size() * 2));
-    const uint64_t h = hash_identifier(id, ns);
+    const auto h = static_cast<uint32_t>(hash_identifier(id, ns));
     std::size_t i = h & mask_;
     for (;; i = (i + 1) & mask_) {
-      const uint32_t n = slots_[i];
-      if (n == kNone) break;
-      if (hashes_[n] == static_cast<uint32_t>(h) && keys_[n].ns == ns &&
-          same_identifier(*keys_[n].id, id))
-        return n;
+      const uint64_t slot = slots_[i];
+      if (slot == kEmpty) break;
+      if (matches(slot, h, id, ns)) return static_cast<uint32_t>(slot);
     }
     const auto n = static_cast<uint32_t>(keys_.size());
     keys_.push_back({&id, ns});
-    hashes_.push_back(static_cast<uint32_t>(h));
-    slots_[i] = n;
+    slots_[i] = (static_cast<uint64_t>(h) << 32) | n;
     return n;
   }
 
  private:
+  // A slot holds the key's hash in the high half and its number in the low half, so that a
+  // probe reads the key only when the hashes agree.
+  static constexpr uint64_t kEmpty = UINT64_MAX;
+
+  bool matches(uint64_t slot, uint32_t h, const ua_nodeid& id, uint32_t ns) const noexcept {
+    if (static_cast<uint32_t>(slot >> 32) != h) return false;
+    const node_key& k = keys_[static_cast<uint32_t>(slot)];
+    return k.ns == ns && same_identifier(*k.id, id);
+  }
   void rehash(std::size_t slots) {
     if (slots <= slots_.size()) return;
-    slots_.assign(slots, kNone);
+    std::vector<uint64_t> old(slots, kEmpty);
+    old.swap(slots_);
     mask_ = slots - 1;
-    for (uint32_t n = 0; n < keys_.size(); ++n) {
-      std::size_t i = hashes_[n] & mask_;
-      while (slots_[i] != kNone) i = (i + 1) & mask_;
-      slots_[i] = n;
+    for (const uint64_t slot : old) {
+      if (slot == kEmpty) continue;
+      std::size_t i = static_cast<uint32_t>(slot >> 32) & mask_;
+      while (slots_[i] != kEmpty) i = (i + 1) & mask_;
+      slots_[i] = slot;
     }
   }
 
   std::vector<node_key> keys_;
-  std::vector<uint32_t> hashes_;  // the low bits of each key's hash
-  std::vector<uint32_t> slots_;
+  std::vector<uint64_t> slots_;
   std::size_t mask_ = 0;
 };
 
@@ -1287,7 +1291,8 @@ int differ::run(std::FILE* out) {
     }
     only_ns_ = it->second;
   }
-  ids_.reserve(old_.file.nodes.size() + new_.file.nodes.size() + 1024);
+  // Mostly the same nodes: room for the larger file, grown when more are met.
+  ids_.reserve(std::max(old_.file.nodes.size(), new_.file.nodes.size()) + 1024);
   number_nodes(old_);
   number_nodes(new_);
   number_references(old_);
