@@ -38,6 +38,7 @@ if [ $# -ne 1 ] || [ "$runs" -lt 1 ]; then usage; fi
 here="$(cd "$(dirname "$0")" && pwd)"
 build="$(cd "$1" && pwd)"
 vospack="$build/bin/vospack"
+vosdump="$build/bin/vosdump"
 models="$(cd "$here/.." && pwd)/node_modules/node-opcua-nodesets/nodesets"
 ns0="$models/Opc.Ua.NodeSet2.xml"
 di="$models/Opc.Ua.Di.NodeSet2.xml"
@@ -95,6 +96,16 @@ commands=(
   "xmllint ns0+DI|xmllint --noout $ns0 $di"
   "baseline ns0+DI|$baseline $ns0 $di"
 )
+# vosdump --diff: namespace 0 and DI written at once, compared with the same file (every
+# node and reference matched).
+with_diff=0
+if [ -x "$vosdump" ]; then
+  with_diff=1
+  (cd "$work" && "$vospack" -i0 -i2 -o all-di.bin "$ns0" "$di" >/dev/null 2>&1)
+  commands+=("diff ns0+DI|$vosdump --diff all-di.bin all-di.bin")
+else
+  echo "no $vosdump: the diff runs are left out" >&2
+fi
 if [ "$with_synthetic" -eq 1 ]; then
   # The synthetic model's namespace is the first after the two fixed entries.
   commands+=(
@@ -103,6 +114,13 @@ if [ "$with_synthetic" -eq 1 ]; then
     "export ns0+synthetic|$vospack -x -o /dev/null $ns0 $synthetic"
     "print ns0+synthetic|$vospack -p -u $no_uri $ns0 $synthetic"
   )
+  # The file of the convert run just before, read once and compared with itself.
+  if [ "$with_diff" -eq 1 ]; then
+    commands+=(
+      "dump synthetic|$vosdump synthetic.bin"
+      "diff synthetic|$vosdump --diff synthetic.bin synthetic.bin"
+    )
+  fi
 fi
 if [ "$with_big" -eq 1 ]; then
   commands+=("convert ns0+10M|$vospack -i2 -o big.bin $ns0 ${big_parts[*]}")
@@ -165,6 +183,12 @@ if [ "$with_synthetic" -eq 1 ] && [ "$nodes" -eq 1000000 ]; then
     goal "$what time (1M nodes)" "$(ratio "${median_ms["$what ns0+synthetic"]}" 1000)" 3 "s"
     goal "$what peak RSS (1M nodes)" "$(ratio "${median_mb["$what ns0+synthetic"]}" 1024)" 1.2 "GB"
   done
+  if [ "$with_diff" -eq 1 ]; then
+    # Two files compared in seconds, within the memory of reading both.
+    goal "diff time (1M nodes)" "$(ratio "${median_ms["diff synthetic"]}" 1000)" 3 "s"
+    goal "diff peak RSS / 2 dumps (1M nodes)" \
+      "$(ratio "${median_mb["diff synthetic"]}" "$(ratio "${median_mb["dump synthetic"]}" 0.5)")" 1.05 "x"
+  fi
 fi
 if [ "$with_big" -eq 1 ] && [ "$with_synthetic" -eq 1 ]; then
   # Linear growth gives about ten times the 1,000,000-node figures.

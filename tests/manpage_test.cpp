@@ -82,6 +82,9 @@ TEST_F(ManPage, VosdumpDocumentsItsOptions) {
     EXPECT_TRUE(documents(text, option)) << option;
   EXPECT_NE(text.find("\nJSON OUTPUT\n"), std::string::npos);
   EXPECT_NE(text.find("\nHTML VIEW\n"), std::string::npos);
+  for (const char* option : {"--diff", "--summary", "--ignore-build", "--namespace"})
+    EXPECT_TRUE(documents(text, option)) << option;
+  EXPECT_NE(text.find("\nCOMPARING TWO FILES\n"), std::string::npos);
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 // vosdump FILE [-a | --json | --html OUT]: checks a binary address-space file and prints a
 // summary of it (header, namespaces, node counts per class, strings, references); with -a
 // also every record; with --json all of it as one JSON document; --html writes a page that
-// browses it.
+// browses it. vosdump --diff OLD NEW compares two files (diff.h).
 #include <cerrno>
 #include <cinttypes>
 #include <cstdio>
@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 
+#include "tools/vosdump/diff.h"
 #include "tools/vosdump/html_dump.h"
 #include "tools/vosdump/json_dump.h"
 #include "tools/vospack/filereader.h"
@@ -149,6 +150,8 @@ constexpr const char* kUsage = "usage: vosdump FILE [-a | --json | --html OUT.ht
 }  // namespace vos
 
 int main(int argc, char** argv) {
+  for (int i = 1; i < argc; ++i)
+    if (std::string_view(argv[i]) == "--diff") return vos::diff_main(argc, argv);
   const char* path = nullptr;
   bool all = false;
   bool json = false;
@@ -158,6 +161,7 @@ int main(int argc, char** argv) {
     const std::string_view arg = argv[i];
     if (arg == "-h" || arg == "--help") {
       std::fputs(vos::kUsage, stdout);
+      std::fputs(vos::kDiffUsage, stdout);
       return 0;
     }
     if (arg == "-a") {
