@@ -129,7 +129,10 @@ run_model() {
   mkdir -p "$dir"
   for u in "${uris[@]}"; do sel+=(-u "$u"); done
   if ! (cd "$dir" && "$VOSGEN" -N "${sel[@]}" -o "$dir/tree" "${files[@]}") >"$dir/gen.log" 2>&1; then
-    if grep -q "error: failed to load '${files[-1]}'" "$dir/gen.log"; then
+    # a corpus model that does not load is the compile test's business
+    if [[ $name != *.xml || $name == golden.xml || $name == codec.xml ]]; then
+      echo "FAIL $name: generation failed: $(grep -m 3 error "$dir/gen.log")" >"$dir/result"
+    elif grep -q "error: failed to load '${files[-1]}'" "$dir/gen.log"; then
       echo "SKIP $name: does not load" >"$dir/result"
     else
       echo "FAIL $name: generation failed: $(tail -n 3 "$dir/gen.log")" >"$dir/result"
