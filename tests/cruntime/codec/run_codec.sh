@@ -180,4 +180,9 @@ for r in "$WORK"/m/*/result; do
   cat "$r"
   grep -q -e '^ok' -e '^SKIP' "$r" || failed=1
 done
+# Totals over namespace 0 and the models (each model's own namespace).
+cat "$WORK"/ns0run/write.log "$WORK"/m/*/write.log 2>/dev/null | awk '
+  /^helper calls:/ { calls += $3 }
+  /^encoded/ { values += $2; types += $5 }
+  END { printf "total: %d types, %d values each way, %d helper calls\n", types, values, calls }'
 exit $failed
