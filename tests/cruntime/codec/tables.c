@@ -210,7 +210,7 @@ void codec_fill_structure(const struct codec_table *t, const struct ua_dict_stru
 
 uint64_t codec_inttype_value(const struct ua_dict_inttype *it, unsigned variant)
 {
-    uint64_t v = variant == 0 ? 1 : 0x8000000000000005u;
+    uint64_t v = variant == 0 ? 1 : UINT64_C(0xa5a5a5a5a5a5a5a5);
     if (it->size < 8) v &= (UINT64_C(1) << (8 * it->size)) - 1;
     return v;
 }
