@@ -1,8 +1,8 @@
 // The tool's side of the type-table codec check: loads the models, builds a type dictionary
 // of the tool's own encoder from their data type definitions (namespace 0's types are the
 // library's table), and decodes every value that the C codec wrote with it; each must take
-// all its bytes and encode again to exactly those bytes, which go to the output file for the
-// C codec to decode in turn.
+// all its bytes, survive the dictionary's copy and compare, and encode again to exactly
+// those bytes, which go to the output file for the C codec to decode in turn.
 //
 //   typecodec_check <values in> <values out> <model file>...
 //
@@ -378,15 +378,25 @@ std::string dictionary::round_trip(const std::string& uri, uint32_t id,
     ret = be.decode(dec, &value);
     if (ret == 0) ret = be.encode(enc, &value);
   } else {
+    // Decoded into one value, copied into another, which must compare equal and is encoded.
     std::vector<std::max_align_t> mem(st->size / sizeof(std::max_align_t) + 1);
-    if (dyn != nullptr) construct(*dyn, mem.data());
-    else st->ops->construct_n(mem.data(), 1);
+    std::vector<std::max_align_t> copy(mem.size());
+    for (void* p : {static_cast<void*>(mem.data()), static_cast<void*>(copy.data())}) {
+      if (dyn != nullptr) construct(*dyn, p);
+      else st->ops->construct_n(p, 1);
+    }
     ret = ua_dict_decode_structure(dec, *table, *st, mem.data());
-    if (ret == 0 && dec.remaining() == 0) ret = ua_dict_encode_structure(enc, *table, *st, mem.data());
-    if (dyn != nullptr) destroy(*dyn, mem.data());
-    else st->ops->destroy_n(mem.data(), 1);
+    if (ret == 0) ret = ua_dict_copy_structure(*table, *st, copy.data(), mem.data());
+    if (ret == 0 && ua_dict_compare_structure(*table, *st, mem.data(), copy.data()) != 0)
+      ret = UA_EBADMISMATCH;
+    if (ret == 0 && dec.remaining() == 0)
+      ret = ua_dict_encode_structure(enc, *table, *st, copy.data());
+    for (void* p : {static_cast<void*>(mem.data()), static_cast<void*>(copy.data())}) {
+      if (dyn != nullptr) destroy(*dyn, p);
+      else st->ops->destroy_n(p, 1);
+    }
   }
-  if (ret != 0) return "decoding or encoding failed (" + std::to_string(ret) + ")";
+  if (ret != 0) return "decoding, copying or encoding failed (" + std::to_string(ret) + ")";
   if (dec.remaining() != 0) return std::to_string(dec.remaining()) + " bytes left after decoding";
   out = enc.bytes();
   if (out != in) return "encoded again differs";
