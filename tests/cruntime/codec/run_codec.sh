@@ -112,7 +112,8 @@ check_tree() {
   summary="$(basename "$dir"): $(grep -h -e '^encoded' -e '^helper calls' -e '^decoded' "$dir/write.log" "$dir/read.log" | tr '\n' ';' | sed 's/;$//')"
   if ((status != 0)); then
     echo "FAIL $summary"
-    grep -h -m 20 -e FAIL -e ERROR -e 'runtime error' -e 'Sanitizer' "$dir"/write.log "$dir"/tool.log "$dir"/read.log
+    grep -h -e 'ERROR: .*Sanitizer' -e '^SUMMARY' -e 'runtime error' "$dir"/write.log "$dir"/read.log
+    grep -h -m 20 -e FAIL "$dir"/write.log "$dir"/tool.log "$dir"/read.log
     return 1
   fi
   echo "ok $summary"

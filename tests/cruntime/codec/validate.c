@@ -5,7 +5,9 @@
  * The layout check: the rows of a structure lie in the order of their offsets without
  * overlapping (a union's arms all at the offset after its switch), the mask or switch is the
  * first member, and the structure ends after its last member with less tail padding than
- * the widest alignment (8). An array member is the generated { pointer, length } pair. */
+ * the widest alignment (8). An array member is the generated { pointer, length } pair.
+ * Every structure of every table is checked once; a nested structure's own rows are
+ * checked where it is a table's row, and only whether it is fixed where it is nested. */
 #include <string.h>
 
 #include "builtins.h"
@@ -74,9 +76,6 @@ static size_t row_size(const struct ua_dict_field *f, bool *fixed,
         return 0;
     }
 }
-
-static void validate_structure(const struct codec_table *t, const struct ua_dict_structure *st,
-                               unsigned depth);
 
 static void validate_field(const struct codec_table *t, const struct ua_dict_structure *st,
                            uint16_t i, unsigned depth, size_t *end, size_t *arm_offset)
@@ -151,8 +150,6 @@ static void validate_field(const struct codec_table *t, const struct ua_dict_str
             error(t->uri, "overlaps the member before it", where, f->offset, (unsigned)*end);
         *end = f->offset + size;
     }
-    if (nested) validate_structure(codec_table_by_local((f->flags & UA_DICT_NS0) ? 0 : f->type >> 16),
-                                   nested, depth + 1);
 }
 
 static void validate_structure(const struct codec_table *t, const struct ua_dict_structure *st,
