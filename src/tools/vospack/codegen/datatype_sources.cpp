@@ -395,8 +395,9 @@ int cg_structure_levels(const codegen_context& ctx, UADataType& type, std::vecto
 }
 
 std::string cg_field_flags(const codegen_context& ctx, const cg_field& f) {
-  std::string flags =
-      f.field->ArrayInfo.ValueRank > 0 ? "UA_DICT_RANK_ARRAY" : "UA_DICT_RANK_SCALAR";
+  // The rank follows the member's declaration: any value rank but -1 declares the array pair
+  // { array, len }, which a row flagged scalar would have the runtime read as one value.
+  std::string flags = f.array ? "UA_DICT_RANK_ARRAY" : "UA_DICT_RANK_SCALAR";
   if (f.type.namespace0) flags += "_NS0";
   if (f.field->IsOptional) flags += " | UA_DICT_STRUCT_OPTIONAL";
   const UADataType* t = f.type.type;

@@ -259,21 +259,24 @@ int output_c_optionset_impl(const codegen_context& ctx, output_file& out, UAData
   out.print("const struct ua_dict_field g_%s_fields[] = {\n", b);
   out.put(
       "    {\n        UA_DICT_NAME_LEN(\"Value\")\n"
-      "        UA_DICT_RANK_SCALAR_NS0 | UA_DICT_IMPL_STRUCT,\n"
+      "        UA_DICT_RANK_SCALAR_NS0 | UA_DICT_IMPL_FUNC,\n"
       "        ua_offsetof(struct ua_optionset, value),\n        UA_TYPE_BYTESTRING\n    },\n");
   out.put(
       "    {\n        UA_DICT_NAME_LEN(\"ValidBits\")\n"
-      "        UA_DICT_RANK_SCALAR_NS0 | UA_DICT_IMPL_STRUCT,\n"
+      "        UA_DICT_RANK_SCALAR_NS0 | UA_DICT_IMPL_FUNC,\n"
       "        ua_offsetof(struct ua_optionset, valid_bits),\n        UA_TYPE_BYTESTRING\n"
       "    }\n};\n\n");
+  // Bits 0 to max_value take max_value / 8 + 1 bytes. The helpers leave a value alone (and
+  // report a bit as clear and not valid) for a bit above max_value or past the end of a
+  // byte string that is shorter, as one decoded from a peer may be.
   out.print("static const unsigned int %s_max_value = %u;\n\n", b, max_value);
   out.print("int %s_init(%s *v)\n{\n    int ret;\n\n", b, t);
   out.print(
-      "    ret = ua_bytestring_create(&v->value, (%s_max_value + 7) / 8);\n"
+      "    ret = ua_bytestring_create(&v->value, %s_max_value / 8 + 1);\n"
       "    if (ret != 0) return ret;\n",
       b);
   out.print(
-      "    ret = ua_bytestring_create(&v->valid_bits, (%s_max_value + 7) / 8);\n"
+      "    ret = ua_bytestring_create(&v->valid_bits, %s_max_value / 8 + 1);\n"
       "    if (ret != 0) {\n        ua_bytestring_clear(&v->value);\n        return ret;\n"
       "    }\n    return 0;\n}\n\n",
       b);
@@ -281,19 +284,30 @@ int output_c_optionset_impl(const codegen_context& ctx, output_file& out, UAData
       "void %s_clear(%s *v)\n{\n    ua_bytestring_clear(&v->value);\n"
       "    ua_bytestring_clear(&v->valid_bits);\n}\n\n",
       b, t);
-  const char* locals =
-      "    unsigned int byte = bit / 8;\n    unsigned int mask = (1 << (bit % 8));\n";
-  out.print("void %s_set_bit(%s *v, enum %s_bits bit)\n{\n%s", b, t, b, locals);
+  // Every helper starts with its byte and mask and refuses a bit that the byte strings it
+  // uses do not hold.
+  const auto opening = [&](const char* ret_type, const char* name, bool value, bool valid,
+                           const char* refused) {
+    out.print("%s %s_%s(%s *v, enum %s_bits bit)\n{\n", ret_type, b, name, t, b);
+    out.print(
+        "    unsigned int byte = bit / 8;\n"
+        "    unsigned int mask = (1 << (bit %% 8));\n\n"
+        "    if ((unsigned int)bit > %s_max_value", b);
+    if (value) out.put(" || (int32_t)byte >= v->value.len");
+    if (valid) out.put(" || (int32_t)byte >= v->valid_bits.len");
+    out.print(") return%s;\n", refused);
+  };
+  opening("void", "set_bit", true, true, "");
   out.put("    v->value.data[byte] |= mask;\n    v->valid_bits.data[byte] |= mask;\n}\n\n");
-  out.print("void %s_clr_bit(%s *v, enum %s_bits bit)\n{\n%s", b, t, b, locals);
+  opening("void", "clr_bit", true, true, "");
   out.put("    v->value.data[byte] &= ~mask;\n    v->valid_bits.data[byte] |= mask;\n}\n\n");
-  out.print("bool %s_get_bit(%s *v, enum %s_bits bit)\n{\n%s", b, t, b, locals);
+  opening("bool", "get_bit", true, false, " false");
   out.put("    uint8_t *data = v->value.data;\n    return ((data[byte] & mask) == mask);\n}\n\n");
-  out.print("bool %s_is_valid(%s *v, enum %s_bits bit)\n{\n%s", b, t, b, locals);
+  opening("bool", "is_valid", false, true, " false");
   out.put(
       "    uint8_t *valid = v->valid_bits.data;\n    return ((valid[byte] & mask) == "
       "mask);\n}\n\n");
-  out.print("void %s_invalidate_bit(%s *v, enum %s_bits bit)\n{\n%s", b, t, b, locals);
+  opening("void", "invalidate_bit", false, true, "");
   out.put("    uint8_t *valid = v->valid_bits.data;\n    valid[byte] &= ~mask;\n}\n");
   return 0;
 }

@@ -1,12 +1,13 @@
-/* Type identifiers of the built-in types. They use the highest local index, which no
- * namespace's type table gets; the identifiers of namespace 0's structures, enumerations
- * and option sets come from that namespace's own type_identifier.h. */
+/* Type values of the built-in types: namespace 0's table (high half 0) and the built-in
+ * type number as index, which rows of the kinds UA_DICT_IMPL_FUNC and _FUNC_FIXED select
+ * in the built-in function table. The values of namespace 0's structures, enumerations and
+ * option sets come from that namespace's own type_identifier.h (table 0, their row). */
 #ifndef UABASE_TYPE_IDENTIFIER_H
 #define UABASE_TYPE_IDENTIFIER_H
 
 #include <uabase/type_table.h>
 
-#define UA_TYPE_BUILTIN_BASE (0x7fff << UA_TYPE_TABLE_LOCAL_TYPE_BITS)
+#define UA_TYPE_BUILTIN_BASE 0
 
 enum ua_builtin_type_identifier {
     UA_TYPE_BOOLEAN = UA_TYPE_BUILTIN_BASE + 1,

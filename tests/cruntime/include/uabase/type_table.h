@@ -12,8 +12,11 @@ UA_BEGIN_EXTERN_C
 /* Bits of a type identifier that number the types of one namespace. */
 #define UA_TYPE_TABLE_LOCAL_TYPE_BITS 16
 
-/* How a registered table finds a type by its binary encoding identifier. */
-#define UA_TYPE_TABLE_SORTING_IDX_TABLE 1
+/* How a registered table is searched: 0 linearly, 1 by binary search (type and encoding
+ * identifiers ascending), 2 by type identifier and through the encoding look-up table. */
+#define UA_TYPE_TABLE_SORTING_NONE 0
+#define UA_TYPE_TABLE_SORTING_BINARY 1
+#define UA_TYPE_TABLE_SORTING_IDX_TABLE 2
 
 /* A row of the look-up table from binary encoding identifier to structure row, sorted by
  * encoding identifier. */
