@@ -2,9 +2,11 @@
 #include "tools/vospack/codegen/datatype_sources.h"
 
 #include <algorithm>
+#include <unordered_set>
 
 #include "tools/vospack/codegen/naming.h"
 #include "tools/vospack/codegen/writers.h"
+#include "uabase/text_nodeid.h"
 
 namespace vos {
 
@@ -46,9 +48,22 @@ int resolve_fields(const codegen_context& ctx, UADataType& owner, std::vector<cg
     cg_field f;
     f.field = &field;
     const std::string_view name = field.symbolic_name().view();
+    if (name.empty()) {
+      codegen_context::error("error (%s): get_field_symbolicname failed for index %u.\n",
+                             "output_c_structuretype", static_cast<unsigned>(out.size()));
+      return -1;
+    }
     if (cg_field_name(name, ns0, f.member)) {
       codegen_context::warning("info: the datatype '%.*s' contains the problematic field\n",
                                static_cast<int>(owner_name.size()), owner_name.data());
+    }
+    if (f.member[0] >= '0' && f.member[0] <= '9') {
+      codegen_context::warning(
+          "warning: the field name '%s' of datatype '%.*s' starts with a digit; the member is "
+          "named '_%s'.\n",
+          f.member.c_str(), static_cast<int>(owner_name.size()), owner_name.data(),
+          f.member.c_str());
+      f.member.insert(0, 1, '_');
     }
     if (ctx.graph().node_find(field.DataType) == nullptr) {
       codegen_context::error("error: unkown structure field datatype for field '%.*s.%s'.\n",
@@ -70,6 +85,29 @@ int resolve_fields(const codegen_context& ctx, UADataType& owner, std::vector<cg
     out.push_back(std::move(f));
   }
   return 0;
+}
+
+// Makes the member names of one C scope unique: a member whose name is taken (by an
+// earlier field, inherited ones first, or by a name in `reserved`) is renamed
+// "<name>_2" (_3, ...) with a warning naming the data type and both fields.
+void make_members_unique(UADataType& owner, std::vector<cg_field*> fields,
+                         std::initializer_list<std::string_view> reserved) {
+  std::unordered_set<std::string> taken;
+  for (const std::string_view r : reserved) taken.emplace(r);
+  for (cg_field* f : fields) {
+    std::string candidate = f->member;
+    for (unsigned n = 2; taken.contains(candidate); ++n) candidate = cg_numbered(f->member, n);
+    taken.insert(candidate);
+    if (candidate == f->member) continue;
+    const std::string_view owner_name = owner.symbolic_name().view();
+    codegen_context::warning(
+        "warning: the field '%.*s' of datatype '%.*s' (%s) is named '%s' in C: '%s' is taken "
+        "there.\n",
+        static_cast<int>(f->field->Name.view().size()), f->field->Name.view().data(),
+        static_cast<int>(owner_name.size()), owner_name.data(),
+        ua_nodeid_printable(owner.NodeId).c_str(), candidate.c_str(), f->member.c_str());
+    f->member = std::move(candidate);
+  }
 }
 
 // The member declarations of one field, indented.
@@ -280,10 +318,13 @@ int output_c_uniontype_impl(const codegen_context& ctx, output_file& out,
       n.c_type.c_str());
   for (const cg_field& f : fields) write_field_row(ctx, out, n.c_type, f, "u." + f.member);
   out.put("};\n");
-  for (const cg_field& f : fields) {
+  const std::vector<std::string> suffixes =
+      cg_field_enumerator_suffixes(type, type.Definition, false);
+  for (std::size_t i = 0; i < fields.size(); ++i) {
+    const cg_field& f = fields[i];
     const char* b = n.base.c_str();
     const char* m = f.member.c_str();
-    const std::string enumerator = cg_enumerator(entry, n.name, f.field->SymbolicName.view());
+    const std::string enumerator = cg_enumerator(entry, n.name, suffixes[i]);
     if (f.array) {
       out.print("\nint %s_set_%s(%s *obj, %s *%s, int32_t len)\n{\n", b, m, n.c_type.c_str(),
                 f.c_type.c_str(), m);
@@ -327,6 +368,21 @@ int cg_structure_levels(const codegen_context& ctx, UADataType& type, std::vecto
     level.type = *it;
     if (resolve_fields(ctx, **it, level.fields) != 0) return -1;
     out.push_back(std::move(level));
+    // Each level as its own header shows it: inherited members keep their names, and
+    // "mask" stands beside optional fields.
+    std::vector<cg_field*> members;
+    bool optional = false;
+    for (cg_level& l : out) {
+      for (cg_field& f : l.fields) {
+        members.push_back(&f);
+        optional = optional || f.field->IsOptional;
+      }
+    }
+    if (optional) {
+      make_members_unique(**it, members, {"mask"});
+    } else {
+      make_members_unique(**it, members, {});
+    }
   }
   return 0;
 }
@@ -382,6 +438,14 @@ int output_c_datatype(const codegen_context& ctx, UADataType& type) {
   } else if (is_union_kind(kind)) {
     levels.push_back(cg_level{&type, {}});
     if (resolve_fields(ctx, type, levels.back().fields) != 0) return -1;
+    // The setters name their parameter after the member, beside "obj", and call the clear
+    // function and ua_memset.
+    std::string c_type;
+    std::string base;
+    if (ctx.c_names(type, c_type, base, kFunction) != 0) return -1;
+    std::vector<cg_field*> members;
+    for (cg_field& f : levels.back().fields) members.push_back(&f);
+    make_members_unique(type, members, {"obj", "ua_memset", base + "_clear"});
   }
 
   const std::string file = ctx.namespace_dir(*entry) + "/" + cg_lower(name);
