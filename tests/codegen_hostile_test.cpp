@@ -248,8 +248,14 @@ TEST_F(CodegenHostile, FieldAndEnumeratorNamesThatCWouldRefuseOrThatClash) {
       model("urn:m", datatype(1, "S", fields) + datatype(2, "U", union_fields, "i=22", " IsUnion=\"true\"") +
                          datatype(3, "E", enum_fields, "i=29") +
                          datatype(4, "Bits", bits, "i=5", " IsOptionSet=\"true\"") +
-                         // a structure holding arrays of itself is fine
-                         datatype(5, "Tree", field("Kids", "ns=1;i=5", " ValueRank=\"1\""))));
+                         // a structure holding arrays of itself is fine, and so is one
+                         // holding a structure that holds an array of it
+                         datatype(5, "Tree", field("Kids", "ns=1;i=5", " ValueRank=\"1\"")) +
+                         datatype(6, "Outer", field("In", "ns=1;i=7")) +
+                         datatype(7, "Inner", field("Outers", "ns=1;i=6", " ValueRank=\"1\"")) +
+                         // enumerators named like the type identifier of S and the macro of U
+                         datatype(8, "Type", R"(<Field Name="S" Value="0"/>)", "i=29") +
+                         datatype(9, "ID", R"(<Field Name="U" Value="0"/>)", "i=29")));
   const RunResult r = generate_and_compile({"-i", "2:h"}, {"urn:m"}, {m});
   const std::string s = out("out_1", "h/s.h");
   for (const char* member : {"int32_t _2nd;", "int32_t _restrict;", "int32_t _inline;",
@@ -266,6 +272,9 @@ TEST_F(CodegenHostile, FieldAndEnumeratorNamesThatCWouldRefuseOrThatClash) {
   const std::string e = out("out_1", "h/e.h");
   EXPECT_TRUE(contains(e, "H_E_RED = 0,\n    H_E_RED_2 = 1,\n    H_E_MAX_ENUM_VALUE_2 = 2,")) << e;
   EXPECT_TRUE(contains(out("out_1", "h/bits.h"), "H_BITS_A = 0,\n    H_BITS_A_2 = 15,"));
+  EXPECT_TRUE(contains(out("out_1", "h/type.h"), "    H_TYPE_S_2 = 0,\n"));
+  EXPECT_TRUE(contains(out("out_1", "h/id.h"), "    H_ID_U_2 = 0,\n"));
+  EXPECT_TRUE(contains(out("out_1", "h/inner.h"), "\nstruct h_outer;\n"));
 }
 
 TEST_F(CodegenHostile, TypesThatCCannotHoldAreRefused) {

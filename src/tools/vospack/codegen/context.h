@@ -171,6 +171,16 @@ class codegen_context {
   // The "Default Binary" encoding object of a data type (HasEncoding), or null.
   uagraph_node* default_binary_encoding(const uagraph_node& type) const;
 
+  // The enumerators of a generated data type's C enumeration, settled for the whole
+  // namespace before writing (cg_check_model_names); null for a type not settled there.
+  const std::vector<std::string>* enumerators_of(const uagraph_node& type) const {
+    const auto it = enumerators_.find(&type);
+    return it != enumerators_.end() ? &it->second : nullptr;
+  }
+  void set_enumerators(const uagraph_node& type, std::vector<std::string> names) const {
+    enumerators_[&type] = std::move(names);
+  }
+
   role_tables& roles() const noexcept { return roles_; }
   bool has_role_permissions() const noexcept { return roles_.permission_count() != 0; }
 
@@ -187,6 +197,7 @@ class codegen_context {
   mutable std::vector<uint32_t> local_index_;  // by node index, made on first request
   mutable role_tables roles_;
   mutable std::map<uint32_t, identifier_macros> macros_;
+  mutable std::unordered_map<const uagraph_node*, std::vector<std::string>> enumerators_;
 };
 
 // The built-in types of namespace 0 by number (1 to 25): C type and header, "<invalid

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <unordered_set>
 
+#include "tools/vospack/codegen/name_check.h"
 #include "tools/vospack/codegen/naming.h"
 #include "tools/vospack/codegen/writers.h"
 #include "uabase/text_nodeid.h"
@@ -131,17 +132,28 @@ void write_field_row(const codegen_context& ctx, output_file& out, const std::st
   out.print("    %s\n},\n", f.type.type_id.c_str());
 }
 
-// The field-type includes, each once, in order of first use.
-void write_field_includes(output_file& out, const std::vector<cg_level>& levels) {
+// The field-type includes, each once, in order of first use. An array of a structure whose
+// header would lead back to one that needs this type complete gets a declaration instead.
+void write_field_includes(const codegen_context& ctx, output_file& out, const UADataType& type,
+                          const std::vector<cg_level>& levels) {
   out.put("/* includes for field datatypes */\n");
   std::vector<std::string_view> seen;
+  std::vector<std::string_view> declared;
   for (const cg_level& level : levels) {
     for (const cg_field& f : level.fields) {
       const std::string_view inc = f.type.include;
       if (inc.empty() || std::find(seen.begin(), seen.end(), inc) != seen.end()) continue;
       seen.push_back(inc);
+      if (f.array && f.type.type != nullptr && f.type.c_type.starts_with("struct ") &&
+          cg_include_closes_loop(ctx.graph(), type, *f.type.type)) {
+        declared.push_back(f.type.c_type);
+        continue;
+      }
       out.print("#include <%.*s.h>\n", static_cast<int>(inc.size()), inc.data());
     }
+  }
+  for (const std::string_view d : declared) {
+    out.print("%.*s;\n", static_cast<int>(d.size()), d.data());
   }
   out.put("\n");
 }
@@ -301,7 +313,7 @@ int output_c_uniontype(const codegen_context& ctx, output_file& out, UADataType&
 }
 
 int output_c_uniontype_impl(const codegen_context& ctx, output_file& out,
-                            const nstable_entry& entry, UADataType& type,
+                            const nstable_entry& /*entry*/, UADataType& type,
                             const std::vector<cg_field>& fields) {
   type_names n;
   if (names_of(ctx, type, n, "output_c_uniontype_impl") != 0) return -1;
@@ -318,13 +330,14 @@ int output_c_uniontype_impl(const codegen_context& ctx, output_file& out,
       n.c_type.c_str());
   for (const cg_field& f : fields) write_field_row(ctx, out, n.c_type, f, "u." + f.member);
   out.put("};\n");
-  const std::vector<std::string> suffixes =
-      cg_field_enumerator_suffixes(type, type.Definition, false);
+  // NONE, one per field, MAX_ENUM_VALUE
+  const std::vector<std::string>* names = cg_enumerators(ctx, type);
+  if (names == nullptr || names->size() != fields.size() + 2) return -1;
   for (std::size_t i = 0; i < fields.size(); ++i) {
     const cg_field& f = fields[i];
     const char* b = n.base.c_str();
     const char* m = f.member.c_str();
-    const std::string enumerator = cg_enumerator(entry, n.name, suffixes[i]);
+    const std::string& enumerator = (*names)[i + 1];
     if (f.array) {
       out.print("\nint %s_set_%s(%s *obj, %s *%s, int32_t len)\n{\n", b, m, n.c_type.c_str(),
                 f.c_type.c_str(), m);
@@ -458,7 +471,7 @@ int output_c_datatype(const codegen_context& ctx, UADataType& type) {
       "#include <%s/identifier.h>\n#include <%s/type_identifier.h>\n",
       entry->prefix_lower().c_str(), entry->prefix_lower().c_str());
   if (is_structure_kind(kind) || is_union_kind(kind)) {
-    write_field_includes(out, levels);
+    write_field_includes(ctx, out, type, levels);
   } else if (kind == UAGRAPH_DEFINITION_OPTIONSET) {
     out.put(ctx.is_bytestring_optionset(type) ? "#include <uabase/structure/optionset.h>\n"
                                               : "#include <stdint.h>\n");

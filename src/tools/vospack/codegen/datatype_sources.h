@@ -38,12 +38,6 @@ std::string cg_field_flags(const codegen_context& ctx, const cg_field& field);
 std::string cg_enumerator(const nstable_entry& entry, std::string_view type_name,
                           std::string_view field_name);
 
-// The enumerator suffixes of a definition's fields in the enumeration that `type` declares
-// with them (its values, or a union's switch): the fields' symbolic names, made unique
-// there against each other and the enumerators the generator adds (NONE, MAX_ENUM_VALUE).
-std::vector<std::string> cg_field_enumerator_suffixes(UADataType& type, uagraph_definition& def,
-                                                      bool warn);
-
 // The fields that name the values of an enumeration or option set: its own, or those of
 // its nearest supertype of the same kind when it has none.
 uagraph_definition& cg_value_definition(const codegen_context& ctx, UADataType& type);

@@ -96,30 +96,17 @@ int output_c_optionset_values(const codegen_context& ctx, output_file& out, UADa
                               const optionset_names& n) {
   uagraph_definition& def = cg_value_definition(ctx, type);
   if (def.fields.empty()) return 0;
+  const std::vector<std::string>* names = cg_enumerators(ctx, type);
+  if (names == nullptr) return -1;
   out.print("enum %s_bits {\n", n.base.c_str());
-  std::vector<std::string_view> names;
-  for (uagraph_field& f : def.fields) names.push_back(f.symbolic_name().view());
-  const std::vector<std::string> suffixes = cg_enumerator_suffixes(type, names, {});
-  for (std::size_t i = 0; i < def.fields.size(); ++i) {
-    out.print("    %s = %i,\n", cg_enumerator(*n.entry, n.name, suffixes[i]).c_str(),
-              def.fields[i].Value);
+  for (std::size_t i = 0; i < def.fields.size() && i < names->size(); ++i) {
+    out.print("    %s = %i,\n", (*names)[i].c_str(), def.fields[i].Value);
   }
   out.put("};\n\n");
   return 0;
 }
 
 }  // namespace
-
-std::vector<std::string> cg_field_enumerator_suffixes(UADataType& type,
-                                                      uagraph_definition& def, bool warn) {
-  std::vector<std::string_view> names;
-  for (uagraph_field& f : def.fields) names.push_back(f.symbolic_name().view());
-  const uint32_t kind = type.Definition.kind;
-  if (kind == UAGRAPH_DEFINITION_ENUMERATION || kind == UAGRAPH_DEFINITION_OPTIONSET) {
-    return cg_enumerator_suffixes(type, names, {"MAX_ENUM_VALUE"}, warn);
-  }
-  return cg_enumerator_suffixes(type, names, {"NONE", "MAX_ENUM_VALUE"}, warn);
-}
 
 uagraph_definition& cg_value_definition(const codegen_context& ctx, UADataType& type) {
   uagraph_node* cur = &type;
@@ -142,29 +129,23 @@ int output_c_enum_fields(const codegen_context& ctx, output_file& out, UADataTyp
   const uint32_t kind = type.Definition.kind;
   const bool valued =
       kind == UAGRAPH_DEFINITION_ENUMERATION || kind == UAGRAPH_DEFINITION_OPTIONSET;
-  if (!valued) out.print("%*s%s = 0,\n", indent, "", cg_enumerator(*entry, name, "NONE").c_str());
   uagraph_definition& def = valued ? cg_value_definition(ctx, type) : type.Definition;
-  std::vector<std::string_view> names;
+  const std::vector<std::string>* names = cg_enumerators(ctx, type);
+  if (names == nullptr) return -1;
+  // [NONE,] one per field, MAX_ENUM_VALUE
+  const std::size_t first = valued ? 0 : 1;
+  if (names->size() != def.fields.size() + first + 1) return -1;
+  if (!valued) out.print("%*s%s = 0,\n", indent, "", names->front().c_str());
   for (std::size_t i = 0; i < def.fields.size(); ++i) {
-    names.push_back(def.fields[i].symbolic_name().view());
-    if (names.back().empty()) {
-      codegen_context::error("error (%s): get_field_symbolicname failed for index %u.\n", kFunction,
-                             static_cast<unsigned>(i));
-      return -1;
-    }
-  }
-  const std::vector<std::string> suffixes = cg_field_enumerator_suffixes(type, def, true);
-  for (std::size_t i = 0; i < def.fields.size(); ++i) {
-    uagraph_field& field = def.fields[i];
-    const std::string enumerator = cg_enumerator(*entry, name, suffixes[i]);
+    const std::string& enumerator = (*names)[first + i];
     if (valued) {
-      out.print("%*s%s = %i,\n", indent, "", enumerator.c_str(), field.Value);
+      out.print("%*s%s = %i,\n", indent, "", enumerator.c_str(), def.fields[i].Value);
     } else {
       out.print("%*s%s,\n", indent, "", enumerator.c_str());
     }
   }
   out.print("%*s%s = INT32_MAX /* make sure the enum is 32bit large */\n", indent, "",
-            cg_enumerator(*entry, name, "MAX_ENUM_VALUE").c_str());
+            names->back().c_str());
   return 0;
 }
 
@@ -184,19 +165,12 @@ int output_c_enum_fields_for_stucture_wof(const codegen_context& ctx, output_fil
     codegen_context::error("error (%s): too many optional fields.\n", kFunction);
     return -1;
   }
-  std::vector<std::string_view> names;
-  for (const cg_level& level : levels) {
-    for (const cg_field& f : level.fields) {
-      if (f.field->IsOptional) names.push_back(f.field->SymbolicName.view());
-    }
+  const std::vector<std::string>* names = cg_enumerators(ctx, type);
+  if (names == nullptr || names->size() != count + 1) return -1;
+  for (unsigned bit = 0; bit < count; ++bit) {
+    out.print("%*s%s = (1 << %u),\n", indent, "", (*names)[bit].c_str(), bit);
   }
-  const std::vector<std::string> suffixes = cg_enumerator_suffixes(type, names, {"MAX_ENUM_VALUE"});
-  for (unsigned bit = 0; bit < suffixes.size(); ++bit) {
-    out.print("%*s%s = (1 << %u),\n", indent, "",
-              cg_enumerator(*entry, name, suffixes[bit]).c_str(), bit);
-  }
-  out.print("%*s%s = INT32_MAX,\n", indent, "",
-            cg_enumerator(*entry, name, "MAX_ENUM_VALUE").c_str());
+  out.print("%*s%s = INT32_MAX,\n", indent, "", names->back().c_str());
   return 0;
 }
 

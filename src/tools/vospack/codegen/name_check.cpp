@@ -161,6 +161,21 @@ bool contains_by_value(const uagraph& graph, const UADataType& from, const UADat
   return false;
 }
 
+// The structure or union behind a field of any rank (not an extension object), or null.
+const UADataType* aggregate_of(const uagraph& graph, const uagraph_field& field) {
+  if (field.AllowSubTypes) return nullptr;
+  const uagraph_node* node = graph.node_find(field.DataType);
+  for (int i = 0; node != nullptr && i < kMaxLevels; ++i) {
+    const UADataType* dt = node->as<UADataType>();
+    if (dt == nullptr || uagraph::is_builtin_type(dt->NodeId)) return nullptr;
+    if (dt->Definition.kind != UAGRAPH_DEFINITION_NONE) {
+      return is_aggregate_kind(dt->Definition.kind) && !dt->IsAbstract ? dt : nullptr;
+    }
+    node = graph.node_supertype(*node);
+  }
+  return nullptr;
+}
+
 int check_self_containment(const codegen_context& ctx, UADataType& type) {
   if (!is_aggregate_kind(type.Definition.kind)) return 0;
   std::unordered_set<const UADataType*> seen;
@@ -298,36 +313,143 @@ int cg_check_model_names(const codegen_context& ctx) {
     }
   }
   // The identifier macros, with the names settled: a clash among the names that the type
-  // tables use ends the run here.
+  // tables use ends the run here. Then the enumerators, which share the namespace's
+  // headers with the macros, the type identifiers and the include guards.
+  std::unordered_set<std::string> taken;
+  for (const auto& [guard, who] : guards) taken.insert(guard);
   for (const nstable_entry& entry : namespaces.entries()) {
     if (!namespaces.is_selected(entry.sdk_index)) continue;
     if (entry.sdk_index == 0 && !ctx.options().generate_ns0) continue;
-    if (ctx.identifier_macros_of(entry).failed) return -1;
+    const identifier_macros& macros = ctx.identifier_macros_of(entry);
+    if (macros.failed) return -1;
+    for (const auto& [node, name] : macros.ordered) taken.insert(name);
+    const std::string& m = entry.prefix_upper();
+    for (const char* info : {"_MODEL_NAMESPACE_INDEX", "_MODEL_LOCAL_INDEX",
+                             "_MODEL_NAMESPACE_URI", "_MODEL_NAMESPACE_VERSION",
+                             "_MODEL_NAMESPACE_PUBLICATION_DATE"}) {
+      taken.insert(m + info);
+    }
+    std::vector<UADataType*> types;
+    for (const auto* list : {&ctx.types_of(entry.sdk_index).enums,
+                             &ctx.types_of(entry.sdk_index).optionsets,
+                             &ctx.types_of(entry.sdk_index).structures}) {
+      for (UADataType* t : *list) {
+        taken.insert(ctx.type_identifier(*t, t->symbolic_name().view()));
+        types.push_back(t);
+      }
+    }
+    std::stable_sort(types.begin(), types.end(),
+                     [](const UADataType* a, const UADataType* b) { return a->NodeId < b->NodeId; });
+    std::vector<std::string> names;
+    for (UADataType* t : types) {
+      if (cg_type_enumerators(ctx, entry, *t, taken, names) != 0) return -1;
+      ctx.set_enumerators(*t, std::move(names));
+    }
   }
   return 0;
 }
 
-std::vector<std::string> cg_enumerator_suffixes(const uagraph_node& type,
-                                                const std::vector<std::string_view>& names,
-                                                std::initializer_list<std::string_view> reserved,
-                                                bool warn) {
-  std::unordered_set<std::string> taken;
-  for (const std::string_view r : reserved) taken.insert(cg_upper(r));
-  std::vector<std::string> out;
-  out.reserve(names.size());
-  for (const std::string_view name : names) {
-    std::string candidate(name);
-    for (unsigned n = 2; taken.contains(cg_upper(candidate)); ++n) candidate = cg_numbered(name, n);
-    taken.insert(cg_upper(candidate));
-    if (warn && candidate != name) {
-      codegen_context::warning(
-          "warning: the field '%.*s' of datatype %s is named '%s' in its enumeration: its name "
-          "is taken there.\n",
-          static_cast<int>(name.size()), name.data(), node_text(type).c_str(), candidate.c_str());
+bool cg_include_closes_loop(const uagraph& graph, const UADataType& type,
+                            const UADataType& field_type) {
+  // Every structure whose header the field type's header reaches, the field type included:
+  // does one of them hold `type` by value?
+  std::vector<const UADataType*> todo{&field_type};
+  std::unordered_set<const UADataType*> reached{&field_type};
+  while (!todo.empty()) {
+    const UADataType* cur = todo.back();
+    todo.pop_back();
+    std::unordered_set<const UADataType*> seen;
+    if (contains_by_value(graph, *cur, type, seen)) return true;
+    const uagraph_node* level = cur;
+    for (int i = 0; level != nullptr && i < kMaxLevels; ++i) {
+      const UADataType* dt = level->as<UADataType>();
+      if (dt == nullptr || !is_aggregate_kind(dt->Definition.kind)) break;
+      for (const uagraph_field& f : dt->Definition.fields) {
+        const UADataType* next = aggregate_of(graph, f);
+        if (next != nullptr && reached.insert(next).second) todo.push_back(next);
+      }
+      level = graph.node_supertype(*level);
     }
-    out.push_back(std::move(candidate));
   }
-  return out;
+  return false;
+}
+
+int cg_type_enumerators(const codegen_context& ctx, const nstable_entry& entry, UADataType& type,
+                        std::unordered_set<std::string>& taken, std::vector<std::string>& out) {
+  out.clear();
+  const uint32_t kind = type.Definition.kind;
+  const std::string_view type_name = type.symbolic_name().view();
+  std::vector<std::string_view> names;
+  std::vector<uagraph_field*> fields;
+  if (kind == UAGRAPH_DEFINITION_ENUMERATION || kind == UAGRAPH_DEFINITION_OPTIONSET) {
+    for (uagraph_field& f : cg_value_definition(ctx, type).fields) fields.push_back(&f);
+  } else if (kind == UAGRAPH_DEFINITION_UNION ||
+             kind == UAGRAPH_DEFINITION_UNION_WITH_SUBTYPED_VALUES) {
+    names.push_back("NONE");
+    for (uagraph_field& f : type.Definition.fields) fields.push_back(&f);
+  } else {
+    // The optional fields of the structure and its base structures, the root's first.
+    std::vector<UADataType*> chain;
+    for (uagraph_node* cur = &type; cur != nullptr && chain.size() < static_cast<std::size_t>(kMaxLevels);
+         cur = ctx.graph().node_supertype(*cur)) {
+      UADataType* dt = cur->as<UADataType>();
+      if (dt == nullptr || !is_aggregate_kind(dt->Definition.kind)) break;
+      chain.push_back(dt);
+    }
+    for (auto it = chain.rbegin(); it != chain.rend(); ++it) {
+      for (uagraph_field& f : (*it)->Definition.fields) {
+        if (f.IsOptional) fields.push_back(&f);
+      }
+    }
+    if (fields.empty()) return 0;
+  }
+  for (std::size_t i = 0; i < fields.size(); ++i) {
+    const std::string_view name = fields[i]->symbolic_name().view();
+    if (name.empty()) {
+      codegen_context::error("error (%s): get_field_symbolicname failed for index %u.\n",
+                             "output_c_enum_fields", static_cast<unsigned>(i));
+      return -1;
+    }
+    names.push_back(name);
+  }
+  if (kind != UAGRAPH_DEFINITION_OPTIONSET) names.push_back("MAX_ENUM_VALUE");
+  out.resize(names.size());
+  // The generator's own NONE and MAX_ENUM_VALUE first, so that a field named so yields.
+  const std::size_t fixed_front = kind == UAGRAPH_DEFINITION_UNION ||
+                                          kind == UAGRAPH_DEFINITION_UNION_WITH_SUBTYPED_VALUES
+                                      ? 1
+                                      : 0;
+  const std::size_t fixed_back = kind != UAGRAPH_DEFINITION_OPTIONSET ? 1 : 0;
+  std::vector<std::size_t> order;
+  for (std::size_t i = 0; i < fixed_front; ++i) order.push_back(i);
+  if (fixed_back != 0) order.push_back(names.size() - 1);
+  for (std::size_t i = fixed_front; i + fixed_back < names.size(); ++i) order.push_back(i);
+  for (const std::size_t i : order) {
+    const std::string_view name = names[i];
+    std::string enumerator = cg_enumerator(entry, type_name, name);
+    for (unsigned n = 2; taken.contains(enumerator); ++n) {
+      enumerator = cg_enumerator(entry, type_name, cg_numbered(name, n));
+    }
+    if (enumerator != cg_enumerator(entry, type_name, name)) {
+      codegen_context::warning(
+          "warning: the enumerator of '%.*s' in datatype %s is named %s: its name is taken.\n",
+          static_cast<int>(name.size()), name.data(), node_text(type).c_str(), enumerator.c_str());
+    }
+    taken.insert(enumerator);
+    out[i] = std::move(enumerator);
+  }
+  return 0;
+}
+
+const std::vector<std::string>* cg_enumerators(const codegen_context& ctx, UADataType& type) {
+  if (const std::vector<std::string>* settled = ctx.enumerators_of(type)) return settled;
+  const nstable_entry* entry = ctx.namespace_entry(type.NodeId.ns(), "output_c_enum_fields");
+  if (entry == nullptr) return nullptr;
+  std::unordered_set<std::string> taken;
+  std::vector<std::string> names;
+  if (cg_type_enumerators(ctx, *entry, type, taken, names) != 0) return nullptr;
+  ctx.set_enumerators(type, std::move(names));
+  return ctx.enumerators_of(type);
 }
 
 }  // namespace vos

@@ -7,6 +7,7 @@
 
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 #include "tools/vospack/codegen/context.h"
@@ -41,13 +42,25 @@ int cg_check_prefixes(nstable& namespaces);
 // Returns 0, or -1 after the error.
 int cg_check_model_names(const codegen_context& ctx);
 
-// The enumerator suffixes of the given field names in one C enumeration: each field's name
-// upper-cased, a name equal (without regard to case) to one in `reserved` or to an earlier
-// field's is renamed with cg_numbered, with a warning naming the data type.
-// `warn` false leaves the warnings to the writer that asked first.
-std::vector<std::string> cg_enumerator_suffixes(const uagraph_node& type,
-                                                const std::vector<std::string_view>& names,
-                                                std::initializer_list<std::string_view> reserved,
-                                                bool warn = true);
+// True when the header of `type` must not include the header of `field_type`, the type of
+// one of its array fields: that header leads, through the includes of field types, to a
+// header that needs `type` complete (A holds B by value, B an array of A). The header
+// declares the structure ahead instead, which a pointer needs and which works in any
+// include order.
+bool cg_include_closes_loop(const uagraph& graph, const UADataType& type,
+                            const UADataType& field_type);
+
+// The enumerators of a data type's C enumeration, in order: an enumeration's values and
+// MAX_ENUM_VALUE; a union's switch, NONE, its fields and MAX_ENUM_VALUE; an option set's
+// bits; a structure's optional fields (its bases' first) and MAX_ENUM_VALUE; nothing for
+// other structures. Each is "<PREFIX>_<TYPE>_<FIELD>" upper-cased; one that is in `taken`
+// already becomes "..._2" (_3, ...) with a warning, and every name made is added to
+// `taken`. Returns 0, or -1 after "get_field_symbolicname failed" for a field without name.
+int cg_type_enumerators(const codegen_context& ctx, const nstable_entry& entry, UADataType& type,
+                        std::unordered_set<std::string>& taken, std::vector<std::string>& out);
+
+// The settled enumerators of a type (see codegen_context::enumerators_of), or, for a type
+// not settled before writing, those made for it alone. Null after the message.
+const std::vector<std::string>* cg_enumerators(const codegen_context& ctx, UADataType& type);
 
 }  // namespace vos
