@@ -287,6 +287,13 @@ TEST_F(CodegenHostile, TypesThatCCannotHoldAreRefused) {
       "pair.xml", model("urn:m", datatype(1, "A", field("B", "ns=1;i=2")) +
                                      datatype(2, "B", field("A", "ns=1;i=1"))));
   expect_refused({"-i", "2:h"}, {"urn:m"}, {pair}, "(ns=2;i=1) contains itself by value");
+  // A field whose name is all punctuation has no name in C.
+  const std::string nameless =
+      write_model("nameless.xml", model("urn:m", datatype(1, "Ok", field("A")) +
+                                                    datatype(2, "Odd", field("B") + field("%"))));
+  expect_refused({"-i", "2:h"}, {"urn:m"}, {nameless},
+                 "error (output_c_datatype): get_field_symbolicname failed for index 1 (datatype "
+                 "'Odd', ns=2;i=2).\n");
   // Bit 16 of a 16-bit option set.
   const std::string wide = write_model(
       "wide.xml", model("urn:m", datatype(1, "Wide", R"(<Field Name="A" Value="16"/>)", "i=5",

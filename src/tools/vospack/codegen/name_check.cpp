@@ -188,6 +188,20 @@ int check_self_containment(const codegen_context& ctx, UADataType& type) {
   return -1;
 }
 
+// A field whose name leaves nothing for C (all punctuation) cannot be named in the files.
+int check_field_names(UADataType& type) {
+  for (std::size_t i = 0; i < type.Definition.fields.size(); ++i) {
+    if (!type.Definition.fields[i].symbolic_name().empty()) continue;
+    const std::string_view name = type.symbolic_name().view();
+    codegen_context::error(
+        "error (%s): get_field_symbolicname failed for index %u (datatype '%.*s', %s).\n",
+        "output_c_datatype", static_cast<unsigned>(i), static_cast<int>(name.size()),
+        name.data(), node_text(type).c_str());
+    return -1;
+  }
+  return 0;
+}
+
 int check_optionset_bits(const codegen_context& ctx, UADataType& type) {
   if (type.Definition.kind != UAGRAPH_DEFINITION_OPTIONSET) return 0;
   const uagraph_node* base = ctx.optionset_base_of(type).base;
@@ -245,12 +259,13 @@ int cg_check_model_names(const codegen_context& ctx) {
          std::initializer_list<std::pair<std::string_view, std::string_view>>{
              {"_IDENTIFIER", "identifier.h"},
              {"_TYPE_IDENTIFIER", "type_identifier.h"},
-             {"_TYPE_TABLE", "type_table.h"},
-             {"_PROVIDER", "provider.h"},
-             {"_PROVIDER_IMPL", "provider_impl.h"}}) {
+             {"_TYPE_TABLE", "type_table.h"}}) {
       guards.emplace(cg_include_guard(p + std::string(suffix)),
                      owner{nullptr, "the file " + folder + std::string(file)});
     }
+    const std::string provider = "the file provider_" + entry.prefix_lower();
+    guards.emplace(cg_include_guard(p + "_PROVIDER"), owner{nullptr, provider + ".h"});
+    guards.emplace(cg_include_guard(p + "_PROVIDER_IMPL"), owner{nullptr, provider + "_impl.h"});
     guards.emplace(cg_include_guard(p + "_NS" + std::to_string(entry.sdk_index)),
                    owner{nullptr, "the file " + folder + "ns" + std::to_string(entry.sdk_index) +
                                       ".h"});
@@ -308,6 +323,7 @@ int cg_check_model_names(const codegen_context& ctx) {
       type->extra_mut().SymbolicName.assign(candidate);
     }
     for (UADataType* type : types) {
+      if (check_field_names(*type) != 0) return -1;
       if (check_self_containment(ctx, *type) != 0) return -1;
       if (check_optionset_bits(ctx, *type) != 0) return -1;
     }
@@ -355,11 +371,15 @@ bool cg_include_closes_loop(const uagraph& graph, const UADataType& type,
   // does one of them hold `type` by value?
   std::vector<const UADataType*> todo{&field_type};
   std::unordered_set<const UADataType*> reached{&field_type};
+  // Types known not to hold `type` by value: one search's dead ends stay dead for the next.
+  std::unordered_set<const UADataType*> seen;
   while (!todo.empty()) {
     const UADataType* cur = todo.back();
     todo.pop_back();
-    std::unordered_set<const UADataType*> seen;
-    if (contains_by_value(graph, *cur, type, seen)) return true;
+    if (!seen.contains(cur)) {
+      if (contains_by_value(graph, *cur, type, seen)) return true;
+      seen.insert(cur);
+    }
     const uagraph_node* level = cur;
     for (int i = 0; level != nullptr && i < kMaxLevels; ++i) {
       const UADataType* dt = level->as<UADataType>();
