@@ -239,7 +239,8 @@ TEST_F(CodegenHostile, FieldAndEnumeratorNamesThatCWouldRefuseOrThatClash) {
   const std::string fields = field("2nd") + field("restrict") + field("inline") + field("true") +
                              field("Foo") + field("foo") + field("Mask") +
                              field("Opt", "Int32", " IsOptional=\"true\"");
-  const std::string union_fields = field("None") + field("obj") + field("Obj");
+  const std::string union_fields = field("None") + field("obj") + field("Obj") +
+                                   field("Len", "Int32", " ValueRank=\"1\"") + field("int32_t");
   const std::string enum_fields =
       R"(<Field Name="Red" Value="0"/><Field Name="RED" Value="1"/><Field Name="Max_Enum_Value" Value="2"/>)";
   const std::string bits = R"(<Field Name="A" Value="0"/><Field Name="a" Value="15"/>)";
@@ -269,6 +270,9 @@ TEST_F(CodegenHostile, FieldAndEnumeratorNamesThatCWouldRefuseOrThatClash) {
   const std::string u = out("out_1", "h/u.h");
   EXPECT_TRUE(contains(u, "H_U_NONE = 0,\n    H_U_NONE_2,\n    H_U_OBJ,\n    H_U_OBJ_2,")) << u;
   EXPECT_TRUE(contains(u, "void h_u_set_obj_2(struct h_u *obj, int32_t obj_2);")) << u;
+  EXPECT_TRUE(contains(u, "int h_u_set_len_2(struct h_u *obj, int32_t *len_2, int32_t len);"))
+      << u;
+  EXPECT_TRUE(contains(u, "void h_u_set_int32_t_2(struct h_u *obj, int32_t int32_t_2);")) << u;
   const std::string e = out("out_1", "h/e.h");
   EXPECT_TRUE(contains(e, "H_E_RED = 0,\n    H_E_RED_2 = 1,\n    H_E_MAX_ENUM_VALUE_2 = 2,")) << e;
   EXPECT_TRUE(contains(out("out_1", "h/bits.h"), "H_BITS_A = 0,\n    H_BITS_A_2 = 15,"));

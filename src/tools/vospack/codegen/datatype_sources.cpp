@@ -92,7 +92,7 @@ int resolve_fields(const codegen_context& ctx, UADataType& owner, std::vector<cg
 // earlier field, inherited ones first, or by a name in `reserved`) is renamed
 // "<name>_2" (_3, ...) with a warning naming the data type and both fields.
 void make_members_unique(UADataType& owner, std::vector<cg_field*> fields,
-                         std::initializer_list<std::string_view> reserved) {
+                         const std::vector<std::string>& reserved) {
   std::unordered_set<std::string> taken;
   for (const std::string_view r : reserved) taken.emplace(r);
   for (cg_field* f : fields) {
@@ -391,11 +391,8 @@ int cg_structure_levels(const codegen_context& ctx, UADataType& type, std::vecto
         optional = optional || f.field->IsOptional;
       }
     }
-    if (optional) {
-      make_members_unique(**it, members, {"mask"});
-    } else {
-      make_members_unique(**it, members, {});
-    }
+    make_members_unique(**it, members, optional ? std::vector<std::string>{"mask"}
+                                                : std::vector<std::string>{});
   }
   return 0;
 }
@@ -451,14 +448,19 @@ int output_c_datatype(const codegen_context& ctx, UADataType& type) {
   } else if (is_union_kind(kind)) {
     levels.push_back(cg_level{&type, {}});
     if (resolve_fields(ctx, type, levels.back().fields) != 0) return -1;
-    // The setters name their parameter after the member, beside "obj", and call the clear
-    // function and ua_memset.
+    // The setters name their parameter after the member, beside "obj" and "len", call the
+    // clear function and ua_memset, and name the parameters' types, which a parameter
+    // named like one would hide.
     std::string c_type;
     std::string base;
     if (ctx.c_names(type, c_type, base, kFunction) != 0) return -1;
+    std::vector<std::string> reserved{"obj", "len", "int32_t", "ua_memset", base + "_clear"};
     std::vector<cg_field*> members;
-    for (cg_field& f : levels.back().fields) members.push_back(&f);
-    make_members_unique(type, members, {"obj", "ua_memset", base + "_clear"});
+    for (cg_field& f : levels.back().fields) {
+      members.push_back(&f);
+      if (f.c_type.find(' ') == std::string::npos) reserved.push_back(f.c_type);
+    }
+    make_members_unique(type, members, reserved);
   }
 
   const std::string file = ctx.namespace_dir(*entry) + "/" + cg_lower(name);
