@@ -179,6 +179,19 @@ TEST_F(CodegenHostile, PrefixesGivenByTheUserMustBeUniqueIdentifiers) {
                  "is the name of a folder of the runtime's headers");
   expect_refused({"-u", "urn:m;Dup", "-u", "urn:o;dUP"}, {"urn:m", "urn:o"}, {m, other},
                  "error: namespaces 2 (urn:m) and 3 (urn:o) both have the prefix 'dUP'");
+  // Nested prefixes: object ID_X of prefix a and object X of prefix a_id give one macro.
+  const std::string object = R"(  <UAObject NodeId="ns=1;i=1" BrowseName="1:%"><DisplayName>o</DisplayName></UAObject>
+)";
+  const auto named = [&object](const std::string& name) {
+    std::string body = object;
+    body.replace(body.find('%'), 1, name);
+    return body;
+  };
+  const std::string outer = write_model("p.xml", model("urn:p", named("ID_X")));
+  const std::string inner = write_model("q.xml", model("urn:q", named("X")));
+  expect_refused({"-u", "urn:p;a", "-u", "urn:q;a_id"}, {"urn:p", "urn:q"}, {outer, inner},
+                 "error: namespaces 2 (prefix a) and 3 (prefix a_id) would both define "
+                 "A_ID_ID_X;");
 }
 
 TEST_F(CodegenHostile, PrefixesMadeByTheToolAreMadeValidAndUnique) {

@@ -333,32 +333,54 @@ int cg_check_model_names(const codegen_context& ctx) {
   // headers with the macros, the type identifiers and the include guards.
   std::unordered_set<std::string> taken;
   for (const auto& [guard, who] : guards) taken.insert(guard);
+  // Names a header of a namespace defines, by the namespace: two namespaces whose prefixes
+  // nest (a and a_id) could define one name twice, and only other prefixes help.
+  std::unordered_map<std::string, const nstable_entry*> defined_by;
+  const auto define = [&](const nstable_entry& entry, const std::string& name) {
+    const auto [it, fresh] = defined_by.emplace(name, &entry);
+    if (fresh || it->second == &entry) return 0;
+    codegen_context::error(
+        "error: namespaces %u (prefix %s) and %u (prefix %s) would both define %s; choose "
+        "prefixes that do not start like each other.\n",
+        it->second->sdk_index, it->second->prefix().c_str(), entry.sdk_index,
+        entry.prefix().c_str(), name.c_str());
+    return -1;
+  };
+  std::vector<const nstable_entry*> generated;
   for (const nstable_entry& entry : namespaces.entries()) {
     if (!namespaces.is_selected(entry.sdk_index)) continue;
     if (entry.sdk_index == 0 && !ctx.options().generate_ns0) continue;
+    generated.push_back(&entry);
     const identifier_macros& macros = ctx.identifier_macros_of(entry);
     if (macros.failed) return -1;
-    for (const auto& [node, name] : macros.ordered) taken.insert(name);
+    for (const auto& [node, name] : macros.ordered) {
+      if (define(entry, name) != 0) return -1;
+    }
     const std::string& m = entry.prefix_upper();
     for (const char* info : {"_MODEL_NAMESPACE_INDEX", "_MODEL_LOCAL_INDEX",
                              "_MODEL_NAMESPACE_URI", "_MODEL_NAMESPACE_VERSION",
                              "_MODEL_NAMESPACE_PUBLICATION_DATE"}) {
-      taken.insert(m + info);
+      if (define(entry, m + info) != 0) return -1;
     }
-    std::vector<UADataType*> types;
-    for (const auto* list : {&ctx.types_of(entry.sdk_index).enums,
-                             &ctx.types_of(entry.sdk_index).optionsets,
-                             &ctx.types_of(entry.sdk_index).structures}) {
+    const type_lists& lists = ctx.types_of(entry.sdk_index);
+    for (const auto* list : {&lists.enums, &lists.optionsets, &lists.structures}) {
       for (UADataType* t : *list) {
-        taken.insert(ctx.type_identifier(*t, t->symbolic_name().view()));
-        types.push_back(t);
+        if (define(entry, ctx.type_identifier(*t, t->symbolic_name().view())) != 0) return -1;
       }
+    }
+  }
+  for (const auto& [name, entry] : defined_by) taken.insert(name);
+  for (const nstable_entry* entry : generated) {
+    const type_lists& lists = ctx.types_of(entry->sdk_index);
+    std::vector<UADataType*> types;
+    for (const auto* list : {&lists.enums, &lists.optionsets, &lists.structures}) {
+      types.insert(types.end(), list->begin(), list->end());
     }
     std::stable_sort(types.begin(), types.end(),
                      [](const UADataType* a, const UADataType* b) { return a->NodeId < b->NodeId; });
     std::vector<std::string> names;
     for (UADataType* t : types) {
-      if (cg_type_enumerators(ctx, entry, *t, taken, names) != 0) return -1;
+      if (cg_type_enumerators(ctx, *entry, *t, taken, names) != 0) return -1;
       ctx.set_enumerators(*t, std::move(names));
     }
   }
