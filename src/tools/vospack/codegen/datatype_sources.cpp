@@ -332,7 +332,8 @@ int output_c_uniontype_impl(const codegen_context& ctx, output_file& out,
   out.put("};\n");
   // NONE, one per field, MAX_ENUM_VALUE
   const std::vector<std::string>* names = cg_enumerators(ctx, type);
-  if (names == nullptr || names->size() != fields.size() + 2) return -1;
+  if (names == nullptr) return -1;
+  if (names->size() != fields.size() + 2) return cg_enumerators_mismatch(type);
   for (std::size_t i = 0; i < fields.size(); ++i) {
     const cg_field& f = fields[i];
     const char* b = n.base.c_str();

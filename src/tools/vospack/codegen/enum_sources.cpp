@@ -99,7 +99,8 @@ int output_c_optionset_values(const codegen_context& ctx, output_file& out, UADa
   const std::vector<std::string>* names = cg_enumerators(ctx, type);
   if (names == nullptr) return -1;
   out.print("enum %s_bits {\n", n.base.c_str());
-  for (std::size_t i = 0; i < def.fields.size() && i < names->size(); ++i) {
+  if (names->size() != def.fields.size()) return cg_enumerators_mismatch(type);
+  for (std::size_t i = 0; i < def.fields.size(); ++i) {
     out.print("    %s = %i,\n", (*names)[i].c_str(), def.fields[i].Value);
   }
   out.put("};\n\n");
@@ -134,7 +135,7 @@ int output_c_enum_fields(const codegen_context& ctx, output_file& out, UADataTyp
   if (names == nullptr) return -1;
   // [NONE,] one per field, MAX_ENUM_VALUE
   const std::size_t first = valued ? 0 : 1;
-  if (names->size() != def.fields.size() + first + 1) return -1;
+  if (names->size() != def.fields.size() + first + 1) return cg_enumerators_mismatch(type);
   if (!valued) out.print("%*s%s = 0,\n", indent, "", names->front().c_str());
   for (std::size_t i = 0; i < def.fields.size(); ++i) {
     const std::string& enumerator = (*names)[first + i];
@@ -166,7 +167,8 @@ int output_c_enum_fields_for_stucture_wof(const codegen_context& ctx, output_fil
     return -1;
   }
   const std::vector<std::string>* names = cg_enumerators(ctx, type);
-  if (names == nullptr || names->size() != count + 1) return -1;
+  if (names == nullptr) return -1;
+  if (names->size() != count + 1) return cg_enumerators_mismatch(type);
   for (unsigned bit = 0; bit < count; ++bit) {
     out.print("%*s%s = (1 << %u),\n", indent, "", (*names)[bit].c_str(), bit);
   }

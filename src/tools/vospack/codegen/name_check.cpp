@@ -432,10 +432,15 @@ int cg_type_enumerators(const codegen_context& ctx, const nstable_entry& entry, 
   } else {
     // The optional fields of the structure and its base structures, the root's first.
     std::vector<UADataType*> chain;
-    for (uagraph_node* cur = &type; cur != nullptr && chain.size() < static_cast<std::size_t>(kMaxLevels);
+    for (uagraph_node* cur = &type;
+         cur != nullptr && chain.size() < static_cast<std::size_t>(kMaxLevels);
          cur = ctx.graph().node_supertype(*cur)) {
       UADataType* dt = cur->as<UADataType>();
-      if (dt == nullptr || !is_aggregate_kind(dt->Definition.kind)) break;
+      if (dt == nullptr || !is_aggregate_kind(dt->Definition.kind) ||
+          dt->Definition.kind == UAGRAPH_DEFINITION_UNION ||
+          dt->Definition.kind == UAGRAPH_DEFINITION_UNION_WITH_SUBTYPED_VALUES) {
+        break;
+      }
       chain.push_back(dt);
     }
     for (auto it = chain.rbegin(); it != chain.rend(); ++it) {
@@ -481,6 +486,12 @@ int cg_type_enumerators(const codegen_context& ctx, const nstable_entry& entry, 
     out[i] = std::move(enumerator);
   }
   return 0;
+}
+
+int cg_enumerators_mismatch(const UADataType& type) {
+  codegen_context::error("error (%s): the enumerators of datatype %s do not match its fields.\n",
+                         "output_c_enum_fields", node_text(type).c_str());
+  return -1;
 }
 
 const std::vector<std::string>* cg_enumerators(const codegen_context& ctx, UADataType& type) {

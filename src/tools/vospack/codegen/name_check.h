@@ -63,4 +63,8 @@ int cg_type_enumerators(const codegen_context& ctx, const nstable_entry& entry, 
 // not settled before writing, those made for it alone. Null after the message.
 const std::vector<std::string>* cg_enumerators(const codegen_context& ctx, UADataType& type);
 
+// "the enumerators of datatype %s do not match its fields" (a writer met a definition that
+// changed since the names were settled); returns -1.
+int cg_enumerators_mismatch(const UADataType& type);
+
 }  // namespace vos
