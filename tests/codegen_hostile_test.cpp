@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <random>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -344,6 +345,55 @@ TEST_F(CodegenHostile, TypeTablesNameEncodingsByTheirNodes) {
   const std::string table = out("out_1", "en/type_table.c");
   EXPECT_TRUE(contains(table, "    { EN_ID_BAR_ENCODING_BIN, 1 },\n")) << table;
   EXPECT_TRUE(contains(table, "    { EN_ID_FOO_ENCODING_DEFAULTBINARY, 0 },\n")) << table;
+}
+
+TEST_F(CodegenHostile, RandomModelsFromClashingNamesCompile) {
+  // Names chosen to collide: case and punctuation variants, C keywords, the generator's own
+  // member, enumerator and file names, digits in front.
+  const std::vector<std::string> pool = {
+      "Foo",  "foo",   "FOO",  "F-oo", "Mask", "mask", "None",     "Max_Enum_Value", "obj", "len",
+      "int",  "inline", "true", "2x",  "x2",   "Identifier", "Type_Table", "ns2", "Type", "ID",
+      "A_B",  "A",      "B",    "_B",  "Bits", "Type_Identifier", "int32_t", "restrict"};
+  std::mt19937 rng(20240601);
+  const auto pick = [&](std::size_t n) { return std::uniform_int_distribution<std::size_t>(0, n - 1)(rng); };
+  for (int round = 0; round < 4; ++round) {
+    std::string body;
+    const unsigned types = 8;
+    for (unsigned t = 1; t <= types; ++t) {
+      const std::string name = pool[pick(pool.size())];
+      std::string fields;
+      const std::size_t kind = pick(4);
+      const std::size_t count = 1 + pick(4);
+      for (std::size_t f = 0; f < count; ++f) {
+        const std::string fname = pool[pick(pool.size())];
+        if (kind == 2 || kind == 3) {
+          const int value = kind == 3 ? static_cast<int>(f * 3) : static_cast<int>(f);
+          fields += "<Field Name=\"" + fname + "\" Value=\"" + std::to_string(value) + "\"/>";
+          continue;
+        }
+        // Earlier types by value, any type as an array, else Int32. (A field of an
+        // enumeration or option-set type is fine too: they are types.)
+        std::string type = "Int32";
+        std::string extra = kind == 0 && pick(3) == 0 ? " IsOptional=\"true\"" : "";
+        const std::size_t other = 1 + pick(types);
+        if (other < t && pick(2) == 0) type = "ns=1;i=" + std::to_string(other);
+        if (other >= t && pick(3) == 0) {
+          type = "ns=1;i=" + std::to_string(other);
+          extra += " ValueRank=\"1\"";
+        }
+        fields += field(fname, type, extra);
+      }
+      if (kind == 0) body += datatype(t, name, fields);
+      if (kind == 1) body += datatype(t, name, fields, "i=22", " IsUnion=\"true\"");
+      if (kind == 2) body += datatype(t, name, fields, "i=29");
+      if (kind == 3) body += datatype(t, name, fields, "i=7", " IsOptionSet=\"true\"");
+    }
+    const std::string m = write_model("r.xml", model("urn:r", body));
+    const std::string tree = "rnd" + std::to_string(round);
+    const RunResult r = run({"-m", "-i", "2:ns2", "-o", tree}, {m});
+    ASSERT_EQ(r.status, 0) << r.err << body;
+    EXPECT_EQ(compile(tree), "") << body;
+  }
 }
 
 }  // namespace
