@@ -223,7 +223,11 @@ TEST_F(CodegenHostile, DataTypesNamedLikeGeneratedFilesOrLikeEachOtherAreRenamed
                          datatype(3, "NS2", field("A")) + datatype(4, "Foo", field("A")) +
                          datatype(5, "foo", field("B")) + datatype(6, "A-B", field("A")) +
                          datatype(7, "AB", field("A")) + datatype(8, "_Type_Identifier", field("A")) +
-                         datatype(9, "Holder", field("F", "ns=1;i=5") + field("G", "ns=1;i=7"))));
+                         datatype(9, "Holder", field("F", "ns=1;i=5") + field("G", "ns=1;i=7")) +
+                         // an option set X declares enum ns2_x_bits, which X_Bits would too
+                         datatype(10, "X", R"(<Field Name="A" Value="0"/>)", "i=7",
+                                  " IsOptionSet=\"true\"") +
+                         datatype(11, "X_Bits", R"(<Field Name="B" Value="0"/>)", "i=29")));
   const RunResult r = generate_and_compile({"-i", "2:ns2"}, {"urn:m"}, {m});
   EXPECT_TRUE(contains(r.err, "warning: datatype ns=2;i=1 'Identifier' is generated as "
                               "'Identifier_2': its name clashes with the generated file "
@@ -238,8 +242,11 @@ TEST_F(CodegenHostile, DataTypesNamedLikeGeneratedFilesOrLikeEachOtherAreRenamed
   EXPECT_TRUE(contains(r.err, "'_Type_Identifier' is generated as '_Type_Identifier_2': its name "
                               "clashes with the file ns2/type_identifier.h.\n"))
       << r.err;
+  EXPECT_TRUE(contains(r.err, "'X_Bits' is generated as 'X_Bits_2': its name clashes with "
+                              "datatype ns=2;i=10.\n"))
+      << r.err;
   for (const char* file : {"identifier_2.h", "type_table_2.h", "ns2_2.h", "foo.h", "foo_2.h",
-                           "ab.h", "ab_2.h", "_type_identifier_2.h"}) {
+                           "ab.h", "ab_2.h", "_type_identifier_2.h", "x_bits_2.h"}) {
     EXPECT_TRUE(fs::exists(dir_ / "out_1" / "ns2" / file)) << file;
   }
   // The holder's fields name the renamed types: what the model says stays.

@@ -235,6 +235,52 @@ int check_optionset_bits(const codegen_context& ctx, UADataType& type) {
   return 0;
 }
 
+bool has_optional_fields(const uagraph& graph, const UADataType& type) {
+  const uagraph_node* cur = &type;
+  for (int i = 0; cur != nullptr && i < kMaxLevels; ++i) {
+    const UADataType* dt = cur->as<UADataType>();
+    if (dt == nullptr || !is_aggregate_kind(dt->Definition.kind)) break;
+    for (const uagraph_field& f : dt->Definition.fields) {
+      if (f.IsOptional) return true;
+    }
+    cur = graph.node_supertype(*cur);
+  }
+  return false;
+}
+
+// The C names a data type's files define besides its members, from its base name
+// ("di_foo"): the type's tag, its enumeration tags, typedef, functions, bit macros and
+// field table. Tags and ordinary identifiers are taken as one set.
+std::vector<std::string> c_names_of(const codegen_context& ctx, const UADataType& type,
+                                    const std::string& base_name) {
+  const std::string b = cg_lower(base_name);
+  std::vector<std::string> names{b, "g_" + b + "_fields"};
+  const auto add = [&](std::initializer_list<const char*> suffixes) {
+    for (const char* suffix : suffixes) names.push_back(b + suffix);
+  };
+  switch (type.Definition.kind) {
+    case UAGRAPH_DEFINITION_ENUMERATION:
+      break;
+    case UAGRAPH_DEFINITION_OPTIONSET:
+      add({"_t", "_bits", "_init", "_set_bit", "_clr_bit"});
+      if (ctx.is_bytestring_optionset(type)) {
+        add({"_clear", "_get_bit", "_is_valid", "_invalidate_bit", "_max_value"});
+      } else {
+        add({"_bit_is_set", "_bit_is_clr"});
+      }
+      break;
+    case UAGRAPH_DEFINITION_UNION:
+    case UAGRAPH_DEFINITION_UNION_WITH_SUBTYPED_VALUES:
+      add({"_type", "_init", "_clear", "_compare", "_copy"});
+      break;
+    default:
+      add({"_init", "_clear", "_compare", "_copy"});
+      if (has_optional_fields(ctx.graph(), type)) add({"_mask"});
+      break;
+  }
+  return names;
+}
+
 // What a name of the generator's own stands for, in a warning.
 struct owner {
   const uagraph_node* node = nullptr;  // a data type, or
@@ -304,9 +350,13 @@ int cg_check_model_names(const codegen_context& ctx) {
         } else if (const auto g = guards.find(cg_include_guard(entry.prefix() + candidate));
                    g != guards.end()) {
           now = &g->second;
-        } else if (const auto b = bases.find(cg_lower(entry.prefix() + "_" + candidate));
-                   b != bases.end()) {
-          now = &b->second;
+        } else {
+          for (const std::string& c : c_names_of(ctx, *type, entry.prefix() + "_" + candidate)) {
+            if (const auto b = bases.find(c); b != bases.end()) {
+              now = &b->second;
+              break;
+            }
+          }
         }
         if (now == nullptr) break;
         if (clash == nullptr) clash = now;
@@ -315,7 +365,9 @@ int cg_check_model_names(const codegen_context& ctx) {
       const owner self{type, {}};
       files.emplace(cg_lower(candidate), self);
       guards.emplace(cg_include_guard(entry.prefix() + candidate), self);
-      bases.emplace(cg_lower(entry.prefix() + "_" + candidate), self);
+      for (std::string& c : c_names_of(ctx, *type, entry.prefix() + "_" + candidate)) {
+        bases.emplace(std::move(c), self);
+      }
       if (clash == nullptr) continue;
       codegen_context::warning(
           "warning: datatype %s '%s' is generated as '%s': its name clashes with %s.\n",
