@@ -38,7 +38,13 @@ int cg_check_prefixes(nstable& namespaces);
 //  - A structure or union that contains itself by value (directly or through other
 //    structures) has no size in C: an error. Arrays and subtype-allowing fields are
 //    pointers and fine.
-//  - An option set over an integer type may only number bits 0 to width - 1: an error.
+//  - An option set over an integer type may only number bits 0 to width - 1: an error; so
+//    is a field whose name leaves nothing for C.
+//  - The identifier macros of every namespace are made (codegen_context::
+//    identifier_macros_of); one name defined by two namespaces (prefixes that nest) is an
+//    error.
+//  - The enumerators of every generated type are settled against each other and every
+//    other name of the run's headers (cg_type_enumerators) and kept in the context.
 // Returns 0, or -1 after the error.
 int cg_check_model_names(const codegen_context& ctx);
 
