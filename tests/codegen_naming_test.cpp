@@ -42,11 +42,13 @@ TEST(CodegenNaming, KeywordsGetAnUnderscoreAndAWarning) {
   EXPECT_NE(text.find("warning: the field name 'default' is a C keyword. Please fix your source "
                       "model by defining a SymbolicName which is not a C keyword.\n"),
             std::string::npos);
-  for (const char* kw : {"auto", "while", "volatile", "sizeof", "case"}) {
+  // C99's keywords and the macros of <stdbool.h> count as well.
+  for (const char* kw : {"auto", "while", "volatile", "sizeof", "case", "_Bool", "_Complex",
+                         "_Imaginary", "inline", "restrict", "bool", "true", "false"}) {
     EXPECT_TRUE(cg_is_c_keyword(kw)) << kw;
   }
-  EXPECT_FALSE(cg_is_c_keyword("bool"));
-  EXPECT_FALSE(cg_is_c_keyword("inline"));
+  EXPECT_FALSE(cg_is_c_keyword("boolean"));
+  EXPECT_FALSE(cg_is_c_keyword("_bool"));
 }
 
 TEST(CodegenNaming, GuardsAndConstants) {

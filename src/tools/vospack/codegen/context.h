@@ -11,6 +11,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "tools/vospack/codegen/output_file.h"
@@ -76,6 +77,16 @@ struct type_lists {
   std::vector<UADataType*> optionsets;  // integer based
   std::vector<UADataType*> structures;  // everything else, byte-string option sets included
   bool empty() const noexcept { return enums.empty() && optionsets.empty() && structures.empty(); }
+};
+
+// The identifier macros of one namespace (identifier.h), in graph order. The generated
+// data types and their "Default Binary" encoding objects claim their names first, so that
+// the names the type tables use always stand for those nodes; any other node whose name is
+// taken already gets no macro (with a warning).
+struct identifier_macros {
+  std::vector<std::pair<uagraph_node*, std::string>> ordered;
+  std::unordered_map<const uagraph_node*, std::size_t> index;  // into ordered
+  bool failed = false;  // a node without name, or two claiming nodes with one name
 };
 
 class codegen_context {
@@ -153,6 +164,23 @@ class codegen_context {
   // graph's nodes of its namespace, in graph order.
   uint32_t handle_of(const uagraph_node& node) const;
 
+  // The namespace's identifier macros, made on first request (with its messages).
+  const identifier_macros& identifier_macros_of(const nstable_entry& entry) const;
+  // The identifier macro of a node of that namespace; null when it has none.
+  const std::string* node_macro(const nstable_entry& entry, const uagraph_node& node) const;
+  // The "Default Binary" encoding object of a data type (HasEncoding), or null.
+  uagraph_node* default_binary_encoding(const uagraph_node& type) const;
+
+  // The enumerators of a generated data type's C enumeration, settled for the whole
+  // namespace before writing (cg_check_model_names); null for a type not settled there.
+  const std::vector<std::string>* enumerators_of(const uagraph_node& type) const {
+    const auto it = enumerators_.find(&type);
+    return it != enumerators_.end() ? &it->second : nullptr;
+  }
+  void set_enumerators(const uagraph_node& type, std::vector<std::string> names) const {
+    enumerators_[&type] = std::move(names);
+  }
+
   role_tables& roles() const noexcept { return roles_; }
   bool has_role_permissions() const noexcept { return roles_.permission_count() != 0; }
 
@@ -168,6 +196,8 @@ class codegen_context {
   mutable std::map<uint32_t, type_lists> types_;
   mutable std::vector<uint32_t> local_index_;  // by node index, made on first request
   mutable role_tables roles_;
+  mutable std::map<uint32_t, identifier_macros> macros_;
+  mutable std::unordered_map<const uagraph_node*, std::vector<std::string>> enumerators_;
 };
 
 // The built-in types of namespace 0 by number (1 to 25): C type and header, "<invalid

@@ -2,9 +2,12 @@
 #include "tools/vospack/codegen/datatype_sources.h"
 
 #include <algorithm>
+#include <unordered_set>
 
+#include "tools/vospack/codegen/name_check.h"
 #include "tools/vospack/codegen/naming.h"
 #include "tools/vospack/codegen/writers.h"
+#include "uabase/text_nodeid.h"
 
 namespace vos {
 
@@ -46,9 +49,22 @@ int resolve_fields(const codegen_context& ctx, UADataType& owner, std::vector<cg
     cg_field f;
     f.field = &field;
     const std::string_view name = field.symbolic_name().view();
+    if (name.empty()) {
+      codegen_context::error("error (%s): get_field_symbolicname failed for index %u.\n",
+                             "output_c_structuretype", static_cast<unsigned>(out.size()));
+      return -1;
+    }
     if (cg_field_name(name, ns0, f.member)) {
       codegen_context::warning("info: the datatype '%.*s' contains the problematic field\n",
                                static_cast<int>(owner_name.size()), owner_name.data());
+    }
+    if (f.member[0] >= '0' && f.member[0] <= '9') {
+      codegen_context::warning(
+          "warning: the field name '%s' of datatype '%.*s' starts with a digit; the member is "
+          "named '_%s'.\n",
+          f.member.c_str(), static_cast<int>(owner_name.size()), owner_name.data(),
+          f.member.c_str());
+      f.member.insert(0, 1, '_');
     }
     if (ctx.graph().node_find(field.DataType) == nullptr) {
       codegen_context::error("error: unkown structure field datatype for field '%.*s.%s'.\n",
@@ -70,6 +86,29 @@ int resolve_fields(const codegen_context& ctx, UADataType& owner, std::vector<cg
     out.push_back(std::move(f));
   }
   return 0;
+}
+
+// Makes the member names of one C scope unique: a member whose name is taken (by an
+// earlier field, inherited ones first, or by a name in `reserved`) is renamed
+// "<name>_2" (_3, ...) with a warning naming the data type and both fields.
+void make_members_unique(UADataType& owner, std::vector<cg_field*> fields,
+                         const std::vector<std::string>& reserved) {
+  std::unordered_set<std::string> taken;
+  for (const std::string_view r : reserved) taken.emplace(r);
+  for (cg_field* f : fields) {
+    std::string candidate = f->member;
+    for (unsigned n = 2; taken.contains(candidate); ++n) candidate = cg_numbered(f->member, n);
+    taken.insert(candidate);
+    if (candidate == f->member) continue;
+    const std::string_view owner_name = owner.symbolic_name().view();
+    codegen_context::warning(
+        "warning: the field '%.*s' of datatype '%.*s' (%s) is named '%s' in C: '%s' is taken "
+        "there.\n",
+        static_cast<int>(f->field->Name.view().size()), f->field->Name.view().data(),
+        static_cast<int>(owner_name.size()), owner_name.data(),
+        ua_nodeid_printable(owner.NodeId).c_str(), candidate.c_str(), f->member.c_str());
+    f->member = std::move(candidate);
+  }
 }
 
 // The member declarations of one field, indented.
@@ -141,17 +180,28 @@ void write_field_row(const codegen_context& ctx, output_file& out, const std::st
   out.print("    %s\n},\n", f.type.type_id.c_str());
 }
 
-// The field-type includes, each once, in order of first use.
-void write_field_includes(output_file& out, const std::vector<cg_level>& levels) {
+// The field-type includes, each once, in order of first use. An array of a structure whose
+// header would lead back to one that needs this type complete gets a declaration instead.
+void write_field_includes(const codegen_context& ctx, output_file& out, const UADataType& type,
+                          const std::vector<cg_level>& levels) {
   out.put("/* includes for field datatypes */\n");
   std::vector<std::string_view> seen;
+  std::vector<std::string_view> declared;
   for (const cg_level& level : levels) {
     for (const cg_field& f : level.fields) {
       const std::string_view inc = f.type.include;
       if (inc.empty() || std::find(seen.begin(), seen.end(), inc) != seen.end()) continue;
       seen.push_back(inc);
+      if (f.array && f.type.type != nullptr && f.type.c_type.starts_with("struct ") &&
+          cg_include_closes_loop(ctx.graph(), type, *f.type.type)) {
+        declared.push_back(f.type.c_type);
+        continue;
+      }
       out.print("#include <%.*s.h>\n", static_cast<int>(inc.size()), inc.data());
     }
+  }
+  for (const std::string_view d : declared) {
+    out.print("%.*s;\n", static_cast<int>(d.size()), d.data());
   }
   out.put("\n");
 }
@@ -325,7 +375,7 @@ int output_c_uniontype(const codegen_context& ctx, output_file& out, UADataType&
 }
 
 int output_c_uniontype_impl(const codegen_context& ctx, output_file& out,
-                            const nstable_entry& entry, UADataType& type,
+                            const nstable_entry& /*entry*/, UADataType& type,
                             const std::vector<cg_field>& fields) {
   type_names n;
   if (names_of(ctx, type, n, "output_c_uniontype_impl") != 0) return -1;
@@ -343,10 +393,15 @@ int output_c_uniontype_impl(const codegen_context& ctx, output_file& out,
   for (const cg_field& f : fields) write_field_row(ctx, out, n.c_type, f, "u." + f.member);
   out.put("};\n");
   write_offset_guard(ctx, out, type, n.base, n.c_type);
-  for (const cg_field& f : fields) {
+  // NONE, one per field, MAX_ENUM_VALUE
+  const std::vector<std::string>* names = cg_enumerators(ctx, type);
+  if (names == nullptr) return -1;
+  if (names->size() != fields.size() + 2) return cg_enumerators_mismatch(type);
+  for (std::size_t i = 0; i < fields.size(); ++i) {
+    const cg_field& f = fields[i];
     const char* b = n.base.c_str();
     const char* m = f.member.c_str();
-    const std::string enumerator = cg_enumerator(entry, n.name, f.field->SymbolicName.view());
+    const std::string& enumerator = (*names)[i + 1];
     if (f.array) {
       out.print("\nint %s_set_%s(%s *obj, %s *%s, int32_t len)\n{\n", b, m, n.c_type.c_str(),
                 f.c_type.c_str(), m);
@@ -390,6 +445,18 @@ int cg_structure_levels(const codegen_context& ctx, UADataType& type, std::vecto
     level.type = *it;
     if (resolve_fields(ctx, **it, level.fields) != 0) return -1;
     out.push_back(std::move(level));
+    // Each level as its own header shows it: inherited members keep their names, and
+    // "mask" stands beside optional fields.
+    std::vector<cg_field*> members;
+    bool optional = false;
+    for (cg_level& l : out) {
+      for (cg_field& f : l.fields) {
+        members.push_back(&f);
+        optional = optional || f.field->IsOptional;
+      }
+    }
+    make_members_unique(**it, members, optional ? std::vector<std::string>{"mask"}
+                                                : std::vector<std::string>{});
   }
   return 0;
 }
@@ -446,6 +513,19 @@ int output_c_datatype(const codegen_context& ctx, UADataType& type) {
   } else if (is_union_kind(kind)) {
     levels.push_back(cg_level{&type, {}});
     if (resolve_fields(ctx, type, levels.back().fields) != 0) return -1;
+    // The setters name their parameter after the member, beside "obj" and "len", call the
+    // clear function and ua_memset, and name the parameters' types, which a parameter
+    // named like one would hide.
+    std::string c_type;
+    std::string base;
+    if (ctx.c_names(type, c_type, base, kFunction) != 0) return -1;
+    std::vector<std::string> reserved{"obj", "len", "int32_t", "ua_memset", base + "_clear"};
+    std::vector<cg_field*> members;
+    for (cg_field& f : levels.back().fields) {
+      members.push_back(&f);
+      if (f.c_type.find(' ') == std::string::npos) reserved.push_back(f.c_type);
+    }
+    make_members_unique(type, members, reserved);
   }
 
   const std::string file = ctx.namespace_dir(*entry) + "/" + cg_lower(name);
@@ -458,7 +538,7 @@ int output_c_datatype(const codegen_context& ctx, UADataType& type) {
       "#include <%s/identifier.h>\n#include <%s/type_identifier.h>\n",
       entry->prefix_lower().c_str(), entry->prefix_lower().c_str());
   if (is_structure_kind(kind) || is_union_kind(kind)) {
-    write_field_includes(out, levels);
+    write_field_includes(ctx, out, type, levels);
   } else if (kind == UAGRAPH_DEFINITION_OPTIONSET) {
     out.put(ctx.is_bytestring_optionset(type) ? "#include <uabase/structure/optionset.h>\n"
                                               : "#include <stdint.h>\n");

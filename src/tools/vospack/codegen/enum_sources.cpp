@@ -3,6 +3,7 @@
 #include <string>
 
 #include "tools/vospack/codegen/datatype_sources.h"
+#include "tools/vospack/codegen/name_check.h"
 #include "tools/vospack/codegen/naming.h"
 
 namespace vos {
@@ -95,10 +96,12 @@ int output_c_optionset_values(const codegen_context& ctx, output_file& out, UADa
                               const optionset_names& n) {
   uagraph_definition& def = cg_value_definition(ctx, type);
   if (def.fields.empty()) return 0;
+  const std::vector<std::string>* names = cg_enumerators(ctx, type);
+  if (names == nullptr) return -1;
   out.print("enum %s_bits {\n", n.base.c_str());
-  for (uagraph_field& f : def.fields) {
-    out.print("    %s = %i,\n", cg_enumerator(*n.entry, n.name, f.symbolic_name().view()).c_str(),
-              f.Value);
+  if (names->size() != def.fields.size()) return cg_enumerators_mismatch(type);
+  for (std::size_t i = 0; i < def.fields.size(); ++i) {
+    out.print("    %s = %i,\n", (*names)[i].c_str(), def.fields[i].Value);
   }
   out.put("};\n\n");
   return 0;
@@ -127,25 +130,23 @@ int output_c_enum_fields(const codegen_context& ctx, output_file& out, UADataTyp
   const uint32_t kind = type.Definition.kind;
   const bool valued =
       kind == UAGRAPH_DEFINITION_ENUMERATION || kind == UAGRAPH_DEFINITION_OPTIONSET;
-  if (!valued) out.print("%*s%s = 0,\n", indent, "", cg_enumerator(*entry, name, "NONE").c_str());
   uagraph_definition& def = valued ? cg_value_definition(ctx, type) : type.Definition;
+  const std::vector<std::string>* names = cg_enumerators(ctx, type);
+  if (names == nullptr) return -1;
+  // [NONE,] one per field, MAX_ENUM_VALUE
+  const std::size_t first = valued ? 0 : 1;
+  if (names->size() != def.fields.size() + first + 1) return cg_enumerators_mismatch(type);
+  if (!valued) out.print("%*s%s = 0,\n", indent, "", names->front().c_str());
   for (std::size_t i = 0; i < def.fields.size(); ++i) {
-    uagraph_field& field = def.fields[i];
-    const std::string_view field_name = field.symbolic_name().view();
-    if (field_name.empty()) {
-      codegen_context::error("error (%s): get_field_symbolicname failed for index %u.\n", kFunction,
-                             static_cast<unsigned>(i));
-      return -1;
-    }
-    const std::string enumerator = cg_enumerator(*entry, name, field_name);
+    const std::string& enumerator = (*names)[first + i];
     if (valued) {
-      out.print("%*s%s = %i,\n", indent, "", enumerator.c_str(), field.Value);
+      out.print("%*s%s = %i,\n", indent, "", enumerator.c_str(), def.fields[i].Value);
     } else {
       out.print("%*s%s,\n", indent, "", enumerator.c_str());
     }
   }
   out.print("%*s%s = INT32_MAX /* make sure the enum is 32bit large */\n", indent, "",
-            cg_enumerator(*entry, name, "MAX_ENUM_VALUE").c_str());
+            names->back().c_str());
   return 0;
 }
 
@@ -165,22 +166,18 @@ int output_c_enum_fields_for_stucture_wof(const codegen_context& ctx, output_fil
     codegen_context::error("error (%s): too many optional fields.\n", kFunction);
     return -1;
   }
-  unsigned bit = 0;
-  for (const cg_level& level : levels) {
-    for (const cg_field& f : level.fields) {
-      if (!f.field->IsOptional) continue;
-      // An enumerator is an int: bit 31 is INT32_MIN, which a uint32_t mask takes as 1u << 31.
-      const std::string enumerator = cg_enumerator(*entry, name, f.field->SymbolicName.view());
-      if (bit == 31) {
-        out.print("%*s%s = INT32_MIN, /* 1u << 31 */\n", indent, "", enumerator.c_str());
-      } else {
-        out.print("%*s%s = (1 << %u),\n", indent, "", enumerator.c_str(), bit);
-      }
-      ++bit;
+  const std::vector<std::string>* names = cg_enumerators(ctx, type);
+  if (names == nullptr) return -1;
+  if (names->size() != count + 1) return cg_enumerators_mismatch(type);
+  for (unsigned bit = 0; bit < count; ++bit) {
+    // An enumerator is an int: bit 31 is INT32_MIN, which a uint32_t mask takes as 1u << 31.
+    if (bit == 31) {
+      out.print("%*s%s = INT32_MIN, /* 1u << 31 */\n", indent, "", (*names)[bit].c_str());
+    } else {
+      out.print("%*s%s = (1 << %u),\n", indent, "", (*names)[bit].c_str(), bit);
     }
   }
-  out.print("%*s%s = INT32_MAX,\n", indent, "",
-            cg_enumerator(*entry, name, "MAX_ENUM_VALUE").c_str());
+  out.print("%*s%s = INT32_MAX,\n", indent, "", names->back().c_str());
   return 0;
 }
 

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "tools/vospack/codegen/name_check.h"
 #include "tools/vospack/codegen/writers.h"
 
 namespace vos {
@@ -38,11 +39,15 @@ int output_namespace(const codegen_context& ctx, const nstable_entry& entry) {
 
 }  // namespace
 
-int codegen_generate(uagraph& graph, const nstable& namespaces, const codegen_settings& settings) {
+int codegen_generate(uagraph& graph, nstable& namespaces, const codegen_settings& settings) {
   const codegen_options& options = settings.options;
+  // Names are settled before the first file is written, so that a refused model leaves
+  // nothing behind.
+  if (cg_check_prefixes(namespaces) != 0) return -1;
   output_style style;
   if (output_style::from_environment(style) != 0) return -1;
   const codegen_context ctx(graph, namespaces, settings, std::move(style));
+  if (cg_check_model_names(ctx) != 0) return -1;
 
   if (server_code(options)) {
     prepare_role_permissions(ctx);

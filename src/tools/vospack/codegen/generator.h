@@ -6,8 +6,9 @@
 
 namespace vos {
 
-// Writes the tree into settings.output_dir. Returns 0, or the first failure (after its
+// Writes the tree into settings.output_dir. Prefixes that the tool made itself may be
+// changed first (see cg_check_prefixes). Returns 0, or the first failure (after its
 // message); files written before a failure stay.
-int codegen_generate(uagraph& graph, const nstable& namespaces, const codegen_settings& settings);
+int codegen_generate(uagraph& graph, nstable& namespaces, const codegen_settings& settings);
 
 }  // namespace vos

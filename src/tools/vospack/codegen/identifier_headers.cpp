@@ -127,6 +127,92 @@ int write_type_entries(const codegen_context& ctx, output_file& out, const nstab
 
 }  // namespace
 
+uagraph_node* codegen_context::default_binary_encoding(const uagraph_node& type) const {
+  constexpr uint32_t kHasEncoding = 38;
+  for (const uagraph_reference& r : graph_.forward_references(type)) {
+    if (!(graph_.reftype_of(r).NodeId == ua_nodeid(0, kHasEncoding))) continue;
+    uagraph_node& enc = graph_.target_of(r);
+    if (enc.BrowseName.name.view() == "Default Binary") return &enc;
+  }
+  return nullptr;
+}
+
+const std::string* codegen_context::node_macro(const nstable_entry& entry,
+                                               const uagraph_node& node) const {
+  const identifier_macros& macros = identifier_macros_of(entry);
+  const auto it = macros.index.find(&node);
+  return it != macros.index.end() ? &macros.ordered[it->second].second : nullptr;
+}
+
+const identifier_macros& codegen_context::identifier_macros_of(const nstable_entry& entry) const {
+  constexpr const char* kFunction = "output_c_identifier";
+  if (const auto it = macros_.find(entry.sdk_index); it != macros_.end()) return it->second;
+  identifier_macros& macros = macros_[entry.sdk_index];
+  // Macro name -> the node it names.
+  std::unordered_map<std::string, const uagraph_node*> defined;
+  std::unordered_map<const uagraph_node*, std::string> names;
+  // The nodes whose names the type tables use claim them first.
+  std::unordered_set<const uagraph_node*> claiming;
+  const type_lists& types = types_of(entry.sdk_index);
+  for (const auto* list : {&types.enums, &types.optionsets, &types.structures}) {
+    for (const UADataType* t : *list) claiming.insert(t);
+  }
+  for (const UADataType* t : types.structures) {
+    if (const uagraph_node* enc = default_binary_encoding(*t); enc != nullptr) {
+      claiming.insert(enc);
+    }
+  }
+  const auto named = [&](uagraph_node& node) {
+    const ua_nodeid& id = node.NodeId;
+    return id.type() == ua_nodeid_type::numeric || id.type() == ua_nodeid_type::string;
+  };
+  std::string name;
+  const int first = node_filter(
+      255, static_cast<int>(entry.sdk_index), [&](uagraph_node& node, const node_position&) {
+        if (!claiming.contains(&node) || !named(node)) return 1;
+        if (macro_name(*this, entry, node, name) != 0) return -1;
+        const auto [it, fresh] = defined.emplace(name, &node);
+        if (!fresh) {
+          error("error (%s): the identifier macro %s would name both node %s and node %s.\n",
+                kFunction, name.c_str(), ua_nodeid_printable(it->second->NodeId).c_str(),
+                ua_nodeid_printable(node.NodeId).c_str());
+          return -1;
+        }
+        names.emplace(&node, name);
+        return 0;
+      });
+  if (first < 0) {
+    macros.failed = true;
+    return macros;
+  }
+  const int ret = node_filter(
+      255, static_cast<int>(entry.sdk_index), [&](uagraph_node& node, const node_position&) {
+        const ua_nodeid& id = node.NodeId;
+        if (!named(node)) {
+          warning("warning: ignored nodeid with type %i\n", static_cast<int>(id.type()));
+          return 1;
+        }
+        if (const auto own = names.find(&node); own != names.end()) {
+          macros.index.emplace(&node, macros.ordered.size());
+          macros.ordered.emplace_back(&node, own->second);
+          return 0;
+        }
+        if (macro_name(*this, entry, node, name) != 0) return -1;
+        const auto [it, fresh] = defined.emplace(name, &node);
+        if (!fresh) {
+          warning("warning: node %s gets no identifier macro: %s names node %s already\n",
+                  ua_nodeid_printable(id).c_str(), name.c_str(),
+                  ua_nodeid_printable(it->second->NodeId).c_str());
+          return 1;
+        }
+        macros.index.emplace(&node, macros.ordered.size());
+        macros.ordered.emplace_back(&node, name);
+        return 0;
+      });
+  macros.failed = ret < 0;
+  return macros;
+}
+
 int output_c_identifier(const codegen_context& ctx, const nstable_entry& entry) {
   constexpr const char* kFunction = "output_c_identifier";
   output_file out;
@@ -143,61 +229,29 @@ int output_c_identifier(const codegen_context& ctx, const nstable_entry& entry) 
   if (write_model_texts(out, entry, kFunction) != 0) return out.finish(-1);
   out.put("\n/* datatype identifiers */\n");
 
-  std::string name;
-  // A macro name defined twice would give the first node the second node's identifier (or
-  // fail a -Werror build): the first node keeps the name, later ones are named in a warning.
-  // The names live in one growing text; the set holds the offset and length of each.
-  std::string names;
-  struct name_ref {
-    std::size_t offset;
-    std::size_t size;
-    const uagraph_node* node;
-  };
-  const auto view = [&names](const name_ref& r) {
-    return std::string_view(names).substr(r.offset, r.size);
-  };
-  const auto hash = [&view](const name_ref& r) { return std::hash<std::string_view>{}(view(r)); };
-  const auto equal = [&view](const name_ref& a, const name_ref& b) { return view(a) == view(b); };
-  std::unordered_set<name_ref, decltype(hash), decltype(equal)> defined(0, hash, equal);
-  const int ret = ctx.node_filter(
-      255, static_cast<int>(entry.sdk_index), [&](uagraph_node& node, const node_position&) {
-        const ua_nodeid& id = node.NodeId;
-        if (id.type() != ua_nodeid_type::numeric && id.type() != ua_nodeid_type::string) {
-          codegen_context::warning("warning: ignored nodeid with type %i\n",
-                                   static_cast<int>(id.type()));
-          return 1;
-        }
-        if (macro_name(ctx, entry, node, name) != 0) return -1;
-        const std::size_t offset = names.size();
-        names += name;
-        const auto [it, fresh] = defined.insert(name_ref{offset, name.size(), &node});
-        if (!fresh) {
-          names.resize(offset);
-          codegen_context::warning(
-              "warning: node %s gets no identifier macro: %s names node %s already\n",
-              ua_nodeid_printable(id).c_str(), name.c_str(),
-              ua_nodeid_printable(it->node->NodeId).c_str());
-          return 1;
-        }
-        if (id.type() == ua_nodeid_type::string && !cg_fits_c_literal(id.string_id())) {
-          // A cut identifier would name another node, or none.
-          codegen_context::error(
-              "error (%s): the string NodeId of node %s (%s) is longer than a C string literal "
-              "can hold (%zu characters escaped).\n",
-              kFunction, ua_nodeid_printable(id).c_str(), name.c_str(), CODEGEN_MAX_LITERAL);
-          return -1;
-        }
-        out.put("#define ");
-        out.identifier(name, 60);
-        out.put(' ');
-        if (id.is_numeric()) {
-          out.print("%u", id.numeric_id());
-        } else {
-          out.c_string(id.string_id());
-        }
-        out.put('\n');
-        return 0;
-      });
+  const identifier_macros& macros = ctx.identifier_macros_of(entry);
+  int ret = macros.failed ? -1 : 0;
+  for (const auto& [node, name] : macros.ordered) {
+    const ua_nodeid& id = node->NodeId;
+    if (id.type() == ua_nodeid_type::string && !cg_fits_c_literal(id.string_id())) {
+      // A cut identifier would name another node, or none.
+      codegen_context::error(
+          "error (%s): the string NodeId of node %s (%s) is longer than a C string literal "
+          "can hold (%zu characters escaped).\n",
+          kFunction, ua_nodeid_printable(id).c_str(), name.c_str(), CODEGEN_MAX_LITERAL);
+      ret = -1;
+      break;
+    }
+    out.put("#define ");
+    out.identifier(name, 60);
+    out.put(' ');
+    if (id.is_numeric()) {
+      out.print("%u", id.numeric_id());
+    } else {
+      out.c_string(id.string_id());
+    }
+    out.put('\n');
+  }
   out.print("\n#endif /* end of includeguard: %s */\n\n", guard.c_str());
   return out.finish(ret < 0 ? -1 : 0);
 }

@@ -23,12 +23,15 @@ constexpr bool is_upper_ascii(char c) {
   return c >= 'A' && c <= 'Z';
 }
 
-// Sorted, for the binary search.
-constexpr std::array<std::string_view, 32> kCKeywords = {
-    "auto",   "break",  "case",     "char",   "const",    "continue", "default",  "do",
-    "double", "else",   "enum",     "extern", "float",    "for",      "goto",     "if",
-    "int",    "long",   "register", "return", "short",    "signed",   "sizeof",   "static",
-    "struct", "switch", "typedef",  "union",  "unsigned", "void",     "volatile", "while"};
+// Sorted, for the binary search: the keywords of C99, and the three names that
+// <stdbool.h> defines as macros (a member named "true" would not compile either).
+constexpr std::array<std::string_view, 40> kCKeywords = {
+    "_Bool",    "_Complex", "_Imaginary", "auto",     "bool",   "break",    "case",
+    "char",     "const",    "continue",   "default",  "do",     "double",   "else",
+    "enum",     "extern",   "false",      "float",    "for",    "goto",     "if",
+    "inline",   "int",      "long",       "register", "restrict", "return", "short",
+    "signed",   "sizeof",   "static",     "struct",   "switch", "true",     "typedef",
+    "union",    "unsigned", "void",       "volatile", "while"};
 static_assert(std::is_sorted(kCKeywords.begin(), kCKeywords.end()));
 
 std::string cut(std::string text, std::size_t max = CODEGEN_MAX_IDENTIFIER) {
@@ -68,6 +71,21 @@ std::string cg_upper_constant(std::string_view prefix, std::string_view symbolic
 
 bool cg_is_c_keyword(std::string_view name) {
   return std::binary_search(kCKeywords.begin(), kCKeywords.end(), name);
+}
+
+bool cg_is_c_identifier(std::string_view name) {
+  if (name.empty() || std::isdigit(static_cast<unsigned char>(name[0]))) return false;
+  return std::all_of(name.begin(), name.end(), [](char c) {
+    const auto u = static_cast<unsigned char>(c);
+    return u < 0x80 && (std::isalnum(u) || c == '_');
+  });
+}
+
+std::string cg_numbered(std::string_view name, unsigned n) {
+  std::string out(name);
+  out += '_';
+  out += std::to_string(n);
+  return out;
 }
 
 bool cg_field_name(std::string_view name, bool namespace0, std::string& out) {

@@ -34,8 +34,14 @@ std::string cg_include_guard(std::string_view name);
 // DI_FETCHRESULTDATATYPE).
 std::string cg_upper_constant(std::string_view prefix, std::string_view symbolic_name);
 
-// True for the 32 keywords of C89.
+// True for the keywords of C99 and the macros bool, true and false of <stdbool.h>.
 bool cg_is_c_keyword(std::string_view name);
+
+// True for [A-Za-z_][A-Za-z0-9_]*.
+bool cg_is_c_identifier(std::string_view name);
+
+// "<name>_<n>": how a name that is taken is made unique (Foo, Foo_2, Foo_3, ...).
+std::string cg_numbered(std::string_view name, unsigned n);
 
 // The member name of a structure field: snake case for namespace-0 types (ServerUri gives
 // server_uri, NodeID node_id, URI uri), lower case for every other namespace. A result that

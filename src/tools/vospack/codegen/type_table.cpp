@@ -6,21 +6,27 @@
 
 #include "tools/vospack/codegen/naming.h"
 #include "tools/vospack/codegen/writers.h"
+#include "uabase/text_nodeid.h"
 
 namespace vos {
 
 namespace {
 
-constexpr uint32_t kHasEncoding = 38;
-
-// The "Default Binary" encoding object of a data type, or null.
-uagraph_node* default_binary_encoding(const uagraph& graph, const uagraph_node& type) {
-  for (const uagraph_reference& r : graph.forward_references(type)) {
-    if (!(graph.reftype_of(r).NodeId == ua_nodeid(0, kHasEncoding))) continue;
-    uagraph_node& enc = graph.target_of(r);
-    if (enc.BrowseName.name.view() == "Default Binary") return &enc;
+// The identifier macro of a data type's "Default Binary" encoding object: the name that
+// identifier.h gives that very node. Null after the message when there is none.
+const std::string* encoding_macro(const codegen_context& ctx, const nstable_entry& entry,
+                                  const uagraph_node& type, const uagraph_node& enc,
+                                  const char* function) {
+  const std::string* macro =
+      enc.NodeId.ns() == type.NodeId.ns() ? ctx.node_macro(entry, enc) : nullptr;
+  if (macro == nullptr) {
+    codegen_context::error(
+        "error (%s): the encoding node %s of datatype %s has no identifier macro in its "
+        "namespace.\n",
+        function, ua_nodeid_printable(enc.NodeId).c_str(),
+        ua_nodeid_printable(type.NodeId).c_str());
   }
-  return nullptr;
+  return macro;
 }
 
 // "%s_ID_%s" upper-cased: the identifier macro of a type node.
@@ -87,22 +93,20 @@ int write_structure_row(const codegen_context& ctx, output_file& out, const nsta
   constexpr const char* kFunction = "output_c_type_table_entry";
   const std::string_view name = ctx.symbolic_name(type, kFunction);
   if (name.empty()) return -1;
-  uagraph_node* enc = default_binary_encoding(ctx.graph(), type);
+  uagraph_node* enc = ctx.default_binary_encoding(type);
   if (enc == nullptr) {
     codegen_context::error("error (%s): could not find encoding node for datatype %.*s.\n",
                            kFunction, static_cast<int>(name.size()), name.data());
     return -1;
   }
-  const std::string_view enc_name = ctx.symbolic_name(*enc, kFunction);
-  if (enc_name.empty()) return -1;
+  const std::string* enc_macro = encoding_macro(ctx, entry, type, *enc, kFunction);
+  if (enc_macro == nullptr) return -1;
   std::string c_type;
   std::string base;
   if (ctx.c_names(type, c_type, base, "output_c_get_datatypename") != 0) return -1;
-  const std::string enc_macro =
-      cg_upper(cg_join({entry.prefix(), "_ID_", name, "_ENCODING_", enc_name}));
   out.put("{\n    UA_DICT_NAME(");
   out.c_string(name);
-  out.print(")\n    g_%s_fields,\n    %s,\n    %s,\n", base.c_str(), enc_macro.c_str(),
+  out.print(")\n    g_%s_fields,\n    %s,\n    %s,\n", base.c_str(), enc_macro->c_str(),
             node_macro(entry, name).c_str());
   // A structure without fields of its own or inherited has a placeholder row only (the
   // levels of cg_structure_levels); a union always has its switch row.
@@ -142,7 +146,7 @@ int output_c_typetable_encodingid_lookup_table(const codegen_context& ctx, outpu
     UADataType& type = *structures[i];
     const std::string_view name = ctx.symbolic_name(type, kFunction);
     if (name.empty()) return -1;
-    const uagraph_node* enc = default_binary_encoding(ctx.graph(), type);
+    const uagraph_node* enc = ctx.default_binary_encoding(type);
     if (enc == nullptr) {
       codegen_context::error("error (%s): could not find encoding node for datatype '%.*s'.\n",
                              kFunction, static_cast<int>(name.size()), name.data());
@@ -156,8 +160,10 @@ int output_c_typetable_encodingid_lookup_table(const codegen_context& ctx, outpu
           kFunction, static_cast<int>(enc_name.size()), enc_name.data());
       return -1;
     }
-    rows.push_back(row{static_cast<int32_t>(enc->NodeId.numeric_id()),
-                       cg_upper(cg_join({entry.prefix(), "_ID_", name, "_ENCODING_DEFAULTBINARY"})),
+    // The encoding object's own macro: DEFAULTBINARY when its symbolic name is the usual one.
+    const std::string* macro = encoding_macro(ctx, entry, type, *enc, kFunction);
+    if (macro == nullptr) return -1;
+    rows.push_back(row{static_cast<int32_t>(enc->NodeId.numeric_id()), *macro,
                        static_cast<int>(i)});
   }
   std::stable_sort(rows.begin(), rows.end(),
