@@ -93,7 +93,7 @@ class CodegenHostile : public ::testing::Test {
   }
 
   // Compiles every .c file of the tree and every header on its own (twice, for its guard)
-  // with gcc and clang; returns what the compilers said, empty when all compiled.
+  // with gcc and clang at -pedantic; returns what the compilers said, empty when all compiled.
   std::string compile(const std::string& tree) {
     const fs::path root = dir_ / tree;
     std::vector<std::string> inputs;
@@ -107,7 +107,9 @@ class CodegenHostile : public ::testing::Test {
         wrapper += std::to_string(n++);
         wrapper += ".c";
         const fs::path w = dir_ / (tree + ".hdr") / wrapper;
-        test::write_file(w, "#include \"" + p.string() + "\"\n#include \"" + p.string() + "\"\n");
+        // A header of macros alone would leave an empty translation unit, which ISO C forbids.
+        test::write_file(w, "#include \"" + p.string() + "\"\n#include \"" + p.string() +
+                                "\"\ntypedef int header_probe;\n");
         inputs.push_back(w.string());
       }
     }

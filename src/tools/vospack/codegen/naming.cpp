@@ -73,14 +73,6 @@ bool cg_is_c_keyword(std::string_view name) {
   return std::binary_search(kCKeywords.begin(), kCKeywords.end(), name);
 }
 
-bool cg_is_c_identifier(std::string_view name) {
-  if (name.empty() || std::isdigit(static_cast<unsigned char>(name[0]))) return false;
-  return std::all_of(name.begin(), name.end(), [](char c) {
-    const auto u = static_cast<unsigned char>(c);
-    return u < 0x80 && (std::isalnum(u) || c == '_');
-  });
-}
-
 std::string cg_numbered(std::string_view name, unsigned n) {
   std::string out(name);
   out += '_';

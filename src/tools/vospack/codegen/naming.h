@@ -11,6 +11,7 @@
 #include <string>
 #include <string_view>
 
+#include "tools/vospack/codegen/encoders.h"  // cg_is_c_identifier
 #include "uabase/types.h"
 
 namespace vos {
@@ -36,9 +37,6 @@ std::string cg_upper_constant(std::string_view prefix, std::string_view symbolic
 
 // True for the keywords of C99 and the macros bool, true and false of <stdbool.h>.
 bool cg_is_c_keyword(std::string_view name);
-
-// True for [A-Za-z_][A-Za-z0-9_]*.
-bool cg_is_c_identifier(std::string_view name);
 
 // "<name>_<n>": how a name that is taken is made unique (Foo, Foo_2, Foo_3, ...).
 std::string cg_numbered(std::string_view name, unsigned n);
