@@ -234,6 +234,7 @@ void xmlloader::reset_file_state() {
   placeholder_alias_ = -1;
   xml_to_run_.clear();
   loaded_.clear();
+  values_.text_watch().reset();
 }
 
 int xmlloader::load_nodeset(const char* path, Md5* digest) {

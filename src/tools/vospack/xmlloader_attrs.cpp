@@ -43,12 +43,14 @@ int xmlloader::text_of(const xml_node* node, std::string_view& out) {
   if (kind < 0) return kind;
   if (kind == XML_TEXT_FINAL || !xml_string_has_entities(raw)) {
     out = raw;
-    return 0;
+  } else {
+    // Decoded at any length: a decoded text is never longer than its references.
+    decode_buf_.resize(raw.size() + 1);
+    const int ret = xml_string_html_decode(raw, decode_buf_.data(), decode_buf_.size());
+    if (ret != 0) return ret;
+    out = std::string_view(decode_buf_.data(), std::strlen(decode_buf_.data()));
   }
-  // A decoded value is cut to 255 bytes.
-  const int ret = xml_string_html_decode(raw, decode_buf_, sizeof decode_buf_);
-  if (ret != 0 && ret != -3) return ret;
-  out = std::string_view(decode_buf_);
+  values_.text_watch().check(node, out);
   return 0;
 }
 
@@ -217,9 +219,9 @@ int xmlloader::attr_uint8(const xml_node* a, uint8_t& out, int number) {
   if (a == nullptr) return 1;
   // At most 255 characters of the text are read.
   char buf[256];
-  const std::string_view raw = a->value();
-  const std::size_t n = raw.size() < 255 ? raw.size() : 255;
-  std::memcpy(buf, raw.data(), n);
+  // An empty value is a null slice: copy() copies nothing from it, where memcpy from a null
+  // pointer would be undefined even for no bytes.
+  const std::size_t n = a->value().copy(buf, 255);
   buf[n] = '\0';
   uint8_t v = 0;
   const int ret = ua_strtouint8(std::string_view(buf, n), nullptr, 10, v);
