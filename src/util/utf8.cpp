@@ -34,20 +34,26 @@ std::size_t utf8_sequence_length(std::string_view bytes) noexcept {
   return length;
 }
 
-bool utf8_valid(std::string_view text) noexcept {
-  constexpr std::uint64_t k_high_bits = 0x8080808080808080ull;
+namespace {
+
+// Loads `n` bytes (1 to 8) as one word.
+std::uint64_t load(const char* p, std::size_t n) noexcept {
+  std::uint64_t w = 0;
+  std::memcpy(&w, p, n);
+  return w;
+}
+
+bool ascii(std::uint64_t w) noexcept {
+  return (w & 0x8080808080808080ull) == 0;
+}
+
+// Checks sequence by sequence from the first byte that is not ASCII.
+bool valid_from(std::string_view text) noexcept {
   std::size_t i = 0;
-  const std::size_t size = text.size();
-  while (i < size) {
-    if (size - i >= 16) {
-      std::uint64_t a;
-      std::uint64_t b;
-      std::memcpy(&a, text.data() + i, 8);
-      std::memcpy(&b, text.data() + i + 8, 8);
-      if (((a | b) & k_high_bits) == 0) {
-        i += 16;
-        continue;
-      }
+  while (i < text.size()) {
+    if (text.size() - i >= 8 && ascii(load(text.data() + i, 8))) {
+      i += 8;
+      continue;
     }
     if (static_cast<unsigned char>(text[i]) < 0x80) {
       ++i;
@@ -58,6 +64,22 @@ bool utf8_valid(std::string_view text) noexcept {
     i += n;
   }
   return true;
+}
+
+}  // namespace
+
+bool utf8_valid(std::string_view text) noexcept {
+  // Most texts are short and plain ASCII: a word at a time, the last one through the loads
+  // of four, two and one byte that the rest needs.
+  const char* p = text.data();
+  std::size_t left = text.size();
+  for (; left >= 8; p += 8, left -= 8)
+    if (!ascii(load(p, 8))) return valid_from(std::string_view(p, left));
+  std::uint64_t tail = 0;
+  if (left & 4) tail |= load(p + (left & 3), 4);
+  if (left & 2) tail |= load(p + (left & 1), 2);
+  if (left & 1) tail |= load(p, 1);
+  return ascii(tail) || valid_from(std::string_view(p, left));
 }
 
 }  // namespace vos

@@ -11,8 +11,8 @@ namespace vos {
 // (U+D800 to U+DFFF) or a code point above U+10FFFF.
 std::size_t utf8_sequence_length(std::string_view bytes) noexcept;
 
-// True when the whole of `text` is well-formed UTF-8. Runs of ASCII are checked sixteen
-// bytes at a time.
+// True when the whole of `text` is well-formed UTF-8. ASCII is checked eight bytes at a
+// time.
 bool utf8_valid(std::string_view text) noexcept;
 
 }  // namespace vos

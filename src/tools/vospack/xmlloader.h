@@ -108,9 +108,11 @@ class xmlloader {
   void complete_datatypes();
   void reset_file_state();
 
-  // Texts: decoded when they hold '&', else the slice itself; checked for UTF-8. A decoded
-  // text stays valid until the next call.
+  // Texts: decoded when they hold '&', else the slice itself. A decoded text stays valid
+  // until the next call.
   int text_of(const xml_node* node, std::string_view& out);
+  // The same for a text that the model keeps: checked for UTF-8 as well.
+  int kept_text_of(const xml_node* node, std::string_view& out);
   // Number attributes with their defaults, by name or as found (null: absent). Return 0,
   // 1 (absent) or negative after the report.
   int attr_uint8(const xml_node* element, std::string_view name, uint8_t& out, int number);
