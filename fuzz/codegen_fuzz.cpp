@@ -1,6 +1,6 @@
-// Loads arbitrary bytes as a NodeSet document on top of a small namespace-0 model and runs
-// the C generator on the result twice, as `vosgen -a -m` and as `vosgen -a -N`, into a
-// scratch folder that is emptied after every input. The generated text is not looked at:
+// Loads arbitrary bytes as a NodeSet document (or as the nodes of a fixed model) on top of a
+// small namespace-0 model and runs the C generator on the result twice, as `vosgen -a -m`
+// and as `vosgen -a -N`, into a scratch folder that is emptied after every input. The generated text is not looked at:
 // the run must end without a crash, a hang or a sanitizer report.
 //
 // The full namespace-0 model takes about a tenth of a second to load even without the
@@ -91,6 +91,15 @@ constexpr std::string_view kNs0 = R"(<UANodeSet>
 <UAObject NodeId="i=32002" BrowseName="Default Binary"><DisplayName>Default Binary</DisplayName></UAObject>
 </UANodeSet>)";
 
+// An input without a document element of its own is taken as the nodes of this model, so
+// that most mutations reach the generator instead of ending in the model checks.
+constexpr std::string_view kHead = R"(<UANodeSet>
+<NamespaceUris><Uri>urn:fz</Uri></NamespaceUris>
+<Models><Model ModelUri="urn:fz" Version="1.0.0" PublicationDate="2024-01-01T00:00:00Z"><RequiredModel ModelUri="http://opcfoundation.org/UA/" Version="1.05.03" PublicationDate="2023-01-01T00:00:00Z"/></Model></Models>
+<Aliases><Alias Alias="HasSubtype">i=45</Alias><Alias Alias="HasEncoding">i=38</Alias><Alias Alias="HasComponent">i=47</Alias><Alias Alias="HasProperty">i=46</Alias><Alias Alias="Organizes">i=35</Alias><Alias Alias="HasTypeDefinition">i=40</Alias><Alias Alias="Int32">i=6</Alias><Alias Alias="String">i=12</Alias><Alias Alias="Double">i=11</Alias></Aliases>
+)";
+constexpr std::string_view kTail = "</UANodeSet>\n";
+
 // The scratch folder of this process, made once (in /dev/shm where it exists) and removed
 // at exit.
 const fs::path& scratch() {
@@ -133,7 +142,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   vos::uagraph graph;
   vos::xmlloader loader(graph, namespaces);
   if (loader.load_nodeset_buffer(kNs0, "ns0.xml") != 0) __builtin_trap();
-  const std::string_view text(reinterpret_cast<const char*>(data), size);
+  std::string_view text(reinterpret_cast<const char*>(data), size);
+  std::string wrapped;
+  if (text.find("<UANodeSet") == std::string_view::npos) {
+    wrapped.reserve(kHead.size() + size + kTail.size());
+    wrapped.append(kHead).append(text).append(kTail);
+    text = wrapped;
+  }
   if (loader.load_nodeset_buffer(text, "fuzz.xml") != 0) return 0;
   if (namespaces.select_all() != 0) return 0;
   generate(graph, namespaces, false);
