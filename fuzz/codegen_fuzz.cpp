@@ -100,20 +100,21 @@ constexpr std::string_view kHead = R"(<UANodeSet>
 )";
 constexpr std::string_view kTail = "</UANodeSet>\n";
 
-// The scratch folder of this process, made once (in /dev/shm where it exists) and removed
-// at exit.
+// The scratch folder of this process, made once (in /dev/shm where it exists).
 const fs::path& scratch() {
   static const fs::path dir = [] {
     std::string pattern = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : fs::temp_directory_path();
     pattern += "/codegen_fuzz.XXXXXX";
     if (mkdtemp(pattern.data()) == nullptr) __builtin_trap();
-    std::atexit([] {
-      std::error_code ec;
-      fs::remove_all(scratch(), ec);
-    });
     return fs::path(pattern);
   }();
   return dir;
+}
+
+// Registered once the folder's path exists, so that it runs before the path is destroyed.
+void remove_scratch() {
+  std::error_code ec;
+  fs::remove_all(scratch(), ec);
 }
 
 void generate(vos::uagraph& graph, const vos::nstable& namespaces, bool types_only) {
@@ -134,6 +135,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
   vos::ua_encoder_set_max_call_depth(10);
   vos::ua_encoder_init();
   scratch();
+  std::atexit(remove_scratch);
   return 0;
 }
 
