@@ -55,14 +55,15 @@ test-sanitize: deps
 	cmake --build $(ASAN_BUILD) -j $(JOBS)
 	$(SANITIZER_ENV) ctest --test-dir $(ASAN_BUILD) -j $(JOBS) --output-on-failure
 
-# Runs one libFuzzer target for FUZZ_SECONDS on its seed corpus (clang build).
+# Runs one libFuzzer target for FUZZ_SECONDS on its seed corpus (clang build), with its
+# dictionary fuzz/<target>.dict where there is one.
 fuzz: deps-fuzz
 	cmake -S . -B $(FUZZ_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
 	  -DCMAKE_CXX_COMPILER=clang++ -DVOS_FUZZ=ON -DVOS_TESTS=OFF >/dev/null
 	cmake --build $(FUZZ_BUILD) -j $(JOBS) --target $(FUZZ_TARGET)
 	mkdir -p $(FUZZ_BUILD)/corpus/$(FUZZ_TARGET)
 	$(SANITIZER_ENV) $(FUZZ_BUILD)/fuzz/$(FUZZ_TARGET) -max_total_time=$(FUZZ_SECONDS) -rss_limit_mb=2048 \
-	  -close_fd_mask=3 -print_final_stats=1 \
+	  -close_fd_mask=3 -print_final_stats=1 $(if $(wildcard fuzz/$(FUZZ_TARGET).dict),-dict=fuzz/$(FUZZ_TARGET).dict) \
 	  $(FUZZ_BUILD)/corpus/$(FUZZ_TARGET) fuzz/corpus/$(FUZZ_TARGET)
 
 bench: build

@@ -157,6 +157,33 @@ TEST_F(TraceFiles, UnopenableFileLeavesTheTraceSilent) {
   EXPECT_EQ(err.finish(), "Opening trace file 'missing/log.1.txt' failed: error = 2\n");
 }
 
+// A trace.conf that came with a model must not make the trace write elsewhere.
+TEST_F(TraceFiles, FileNamePartsThatLeaveTheDirectoryAreRefused) {
+  fs::create_directory("out");
+  for (const char* conf : {"basename = ../escaped\nextension = /x\n",
+                           "basename = a\\b\nextension = .txt/..\n",
+                           "basename = ..\nextension = ..\n"}) {
+    test::write_file("trace.conf", std::string("directory = out\n") + conf);
+    test::CaptureFd err(2);
+    const std::string opened = start(TRACE_LEVEL_ERROR, TRACE_COMPONENT_ALL);
+    trace_close();
+    const std::string warnings = err.finish();
+    EXPECT_NE(warnings.find("warning: trace.conf: basename '"), std::string::npos) << conf;
+    EXPECT_NE(warnings.find("using 'log'"), std::string::npos) << conf;
+    EXPECT_NE(warnings.find("warning: trace.conf: extension '"), std::string::npos) << conf;
+    EXPECT_NE(warnings.find("using '.txt'"), std::string::npos) << conf;
+    EXPECT_NE(opened.find("Opened new trace file 'out/log.1.txt'.\n"), std::string::npos);
+  }
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir_.path()), fs::directory_iterator()), 2);
+  EXPECT_EQ(std::distance(fs::directory_iterator("out"), fs::directory_iterator()), 1);
+  // Dots that are not "..", as in a plain extension, stay allowed.
+  test::write_file("trace.conf", "basename = run.a\nextension = .x.y\n");
+  test::CaptureFd err(2);
+  start(TRACE_LEVEL_ERROR, TRACE_COMPONENT_ALL);
+  EXPECT_EQ(err.finish(), "");
+  EXPECT_TRUE(fs::exists("run.a.1.x.y"));
+}
+
 TEST(VersionLine, ThreeFormsByOrigin) {
   const std::string sha = "0123456789abcdef0123456789abcdef01234567";
   BuildOrigin origin{"1.8.1", "", "426", sha, "https://git.velmora.net/vos/vospack.git"};

@@ -12,6 +12,7 @@
 #include "util/json.h"
 #include "util/md5.h"
 #include "util/string_index.h"
+#include "util/utf8.h"
 
 namespace vos {
 namespace {
@@ -154,6 +155,26 @@ TEST(Json, StringEscapesAndInvalidUtf8) {
   EXPECT_EQ(quoted("\xf4\x90\x80\x80"), "\"\\uDCF4\\uDC90\\uDC80\\uDC80\"");  // > U+10FFFF
   EXPECT_EQ(quoted("\xe2\x82"), "\"\\uDCE2\\uDC82\"");                        // cut at the end
   EXPECT_EQ(quoted("\xe2\x82\xc3\xa9"), "\"\\uDCE2\\uDC82\xc3\xa9\"");        // cut, then valid
+}
+
+TEST(Utf8, WellFormedTextsAndEveryFaultAtEveryPlaceOfTheFastPath) {
+  EXPECT_TRUE(utf8_valid(""));
+  EXPECT_TRUE(utf8_valid(std::string_view()));
+  EXPECT_TRUE(utf8_valid("\x7f\xc2\x80\xdf\xbf\xe0\xa0\x80\xef\xbf\xbf\xf0\x90\x80\x80\xf4\x8f\xbf\xbf"));
+  const char* faults[] = {"\x80",             "\xc0\x80",         "\xc1\xbf",
+                          "\xe0\x9f\xbf",     "\xed\xa0\x80",     "\xf0\x8f\xbf\xbf",
+                          "\xf4\x90\x80\x80", "\xf5\x80\x80\x80", "\xff",
+                          "\xe2\x82",         "\xe2\x82z",        "\xc3\xa9\xa9"};
+  // A fault before, inside and after a run of sixteen ASCII bytes, and split across the
+  // sixteen-byte steps, is found; the same place with a valid sequence is not.
+  for (std::size_t at = 0; at <= 40; ++at) {
+    const std::string ascii(at, 'a');
+    for (const char* f : faults) {
+      EXPECT_FALSE(utf8_valid(ascii + f + std::string(20, 'b'))) << at << " " << f;
+      EXPECT_FALSE(utf8_valid(ascii + f)) << at << " " << f;
+    }
+    EXPECT_TRUE(utf8_valid(ascii + "\xe2\x82\xac" + std::string(at, 'c'))) << at;
+  }
 }
 
 TEST(StringIndex, FirstValueStaysAndTheTableGrows) {

@@ -317,6 +317,15 @@ TEST_F(Loader, NodeAttributes) {
       {R"(AccessLevel="256")",
        "AccessLevel",
        {"error 4007: xml_strtoint8 conversion failed", "error 4007: Parsing AccessLevel failed."}},
+      {R"(AccessLevel="")",
+       "AccessLevel",
+       {"error 4007: xml_strtoint8 conversion failed", "error 4007: Parsing AccessLevel failed."}},
+      {R"(BrowseName="1:a&#x0;b")",
+       "BrowseName",
+       {"error 4006: Invalid qualified name", "error 4006: Parsing BrowseName failed."}},
+      {R"(><DisplayName>a&#0;b</DisplayName><!-- )",
+       "<DisplayName>a",
+       {"error 4029: Parsing DisplayName failed.", ""}},
       {R"(ValueRank="x")",
        "ValueRank",
        {"error 4010: util_strtoint32 conversion failed",
@@ -365,6 +374,47 @@ TEST_F(Loader, NodeAttributes) {
   EXPECT_LT(load(model_doc("urn:n3", "", "",
                            "<UAObject NodeId=\"ns=1;i=1\" BrowseName=\"1:A\"></UAObject>\n")),
             0);
+  EXPECT_EQ(err_, "");
+}
+
+TEST_F(Loader, TextsDecodeAtAnyLengthAndInvalidUtf8IsReportedOncePerFile) {
+  ASSERT_EQ(load_ns0(), 0);
+  std::string long_text;
+  for (int i = 0; i < 200; ++i) long_text += "part " + std::to_string(i) + " &lt;&amp;&#x20AC; ";
+  std::string expected;
+  for (int i = 0; i < 200; ++i) expected += "part " + std::to_string(i) + " <&\xe2\x82\xac ";
+  const std::string valid = "<UAObject NodeId=\"ns=1;s=&#xe9;t&#233;\" BrowseName=\"1:\xc3\xa9\">"
+                            "<DisplayName>\xf0\x9d\x84\x9e</DisplayName><Description>" +
+                            long_text + "</Description></UAObject>\n";
+  ASSERT_EQ(load(model_doc("urn:long", "", "", valid)), 0) << err_;
+  EXPECT_EQ(err_, "");
+  const uagraph_node* o = graph_.node_find(ua_nodeid::make_string(2, "\xc3\xa9t\xc3\xa9"));
+  ASSERT_NE(o, nullptr);
+  EXPECT_EQ(o->extra().Description.text.view(), expected);
+
+  // Latin-1 in a browse name, a display name and a value string: one warning, at the first.
+  const std::string latin1 =
+      "<UAObject NodeId=\"ns=1;i=1\" BrowseName=\"1:Gr\xfc\xdf\"><DisplayName>Gr\xfc\xdf</DisplayName>"
+      "</UAObject>\n<UAVariable NodeId=\"ns=1;i=2\" BrowseName=\"1:V\"><DisplayName>V</DisplayName>"
+      "<Value><String>\xe9t\xe9</String></Value></UAVariable>\n";
+  const std::string doc = model_doc("urn:latin1", "", "", latin1);
+  ASSERT_EQ(load(doc, "l.xml"), 0) << err_;
+  EXPECT_EQ(err_.rfind("warning 1008: text is not valid UTF-8"), 0u) << err_;
+  EXPECT_EQ(err_.find("warning", 1), std::string::npos) << err_;
+  EXPECT_NE(err_.find(where("l.xml", doc, "BrowseName=\"1:Gr")), std::string::npos) << err_;
+  // Kept as written.
+  EXPECT_EQ(graph_.node_find(ua_nodeid(3, 1))->DisplayName.text.view(), "Gr\xfc\xdf");
+
+  // Each file gets its own warning; only in a value string here.
+  const std::string in_value =
+      model_doc("urn:value", "", "", latin1.substr(latin1.find("<UAVariable")));
+  ASSERT_EQ(load(in_value, "v.xml"), 0) << err_;
+  EXPECT_NE(err_.find("warning 1008: "), std::string::npos) << err_;
+  EXPECT_NE(err_.find(where("v.xml", in_value, "<String>")), std::string::npos) << err_;
+
+  // Suppressed everywhere by number.
+  suppress_add(nullptr, 0, 1008);
+  ASSERT_EQ(load(model_doc("urn:quiet", "", "", latin1), "q.xml"), 0) << err_;
   EXPECT_EQ(err_, "");
 }
 

@@ -70,6 +70,24 @@ long parse_long(std::string_view value) {
   return std::strtol(std::string(value).c_str(), nullptr, 10);
 }
 
+// A "trace.conf" may come with a downloaded model, so the parts of a file name that it
+// gives must keep the trace files inside their directory: a part that holds a path
+// separator or ".." is refused with a warning and the default kept.
+void set_file_name_part(std::string& part, std::string_view key, std::string_view value,
+                        const char* fallback) {
+  if (value.find_first_of("/\\") == std::string_view::npos &&
+      value.find("..") == std::string_view::npos) {
+    part = value;
+    return;
+  }
+  std::fprintf(stderr,
+               "warning: trace.conf: %.*s '%.*s' would place trace files outside their "
+               "directory; using '%s'.\n",
+               static_cast<int>(key.size()), key.data(), static_cast<int>(value.size()),
+               value.data(), fallback);
+  part = fallback;
+}
+
 // "trace.conf" in the current directory: "key = value" lines; '#' in the first column
 // starts a comment; lines without '=' and unknown keys are ignored. Without the file, or
 // for keys it leaves out, the defaults stay.
@@ -86,9 +104,9 @@ TraceSettings read_settings() {
     if (key == "directory") {
       settings.directory = value;
     } else if (key == "basename") {
-      settings.basename = value;
+      set_file_name_part(settings.basename, key, value, "log");
     } else if (key == "extension") {
-      settings.extension = value;
+      set_file_name_part(settings.extension, key, value, ".txt");
     } else if (key == "include_pid") {
       settings.include_pid = parse_bool(value);
     } else if (key == "max_files") {

@@ -185,8 +185,7 @@ int ua_nodeid_to_ua_string(const ua_nodeid& nodeid, ua_string& out) {
 ua_nodeid_printable_text ua_nodeid_printable(const ua_nodeid* nodeid) {
   ua_nodeid_printable_text out{};
   const auto put = [&out](std::string_view text) {
-    const std::size_t n = text.size() < sizeof out.text ? text.size() : sizeof out.text - 1;
-    std::memcpy(out.text, text.data(), n);
+    const std::size_t n = text.copy(out.text, sizeof out.text - 1);
     out.text[n] = '\0';
   };
   if (nodeid == nullptr) {

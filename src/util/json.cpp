@@ -9,10 +9,6 @@ namespace {
 
 constexpr char kHex[] = "0123456789ABCDEF";
 
-bool continuation(unsigned char c) noexcept {
-  return c >= 0x80 && c <= 0xBF;
-}
-
 void append_u_escape(std::string& out, unsigned code) {
   out += "\\u";
   for (int shift = 12; shift >= 0; shift -= 4) out += kHex[(code >> shift) & 0xF];
@@ -32,35 +28,6 @@ void append_number(std::string& out, T value) {
 }
 
 }  // namespace
-
-std::size_t utf8_sequence_length(std::string_view bytes) noexcept {
-  if (bytes.empty()) return 0;
-  const auto at = [&bytes](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
-  const unsigned char lead = at(0);
-  if (lead < 0x80) return 1;
-  // The allowed range of the second byte narrows for the leads that could otherwise start
-  // an overlong form, a surrogate or a code point above U+10FFFF.
-  std::size_t length;
-  unsigned char low = 0x80, high = 0xBF;
-  if (lead >= 0xC2 && lead <= 0xDF) {
-    length = 2;
-  } else if (lead >= 0xE0 && lead <= 0xEF) {
-    length = 3;
-    if (lead == 0xE0) low = 0xA0;
-    if (lead == 0xED) high = 0x9F;
-  } else if (lead >= 0xF0 && lead <= 0xF4) {
-    length = 4;
-    if (lead == 0xF0) low = 0x90;
-    if (lead == 0xF4) high = 0x8F;
-  } else {
-    return 0;
-  }
-  if (bytes.size() < length || at(1) < low || at(1) > high) return 0;
-  for (std::size_t i = 2; i < length; ++i) {
-    if (!continuation(at(i))) return 0;
-  }
-  return length;
-}
 
 void json_append_string(std::string& out, std::string_view bytes) {
   out += '"';

@@ -13,10 +13,9 @@
 #include <string>
 #include <string_view>
 
-namespace vos {
+#include "util/utf8.h"
 
-// The length of the well-formed UTF-8 sequence at the start of `bytes`, 0 when there is none.
-std::size_t utf8_sequence_length(std::string_view bytes) noexcept;
+namespace vos {
 
 // Appends `bytes` as a JSON string literal, quotes included.
 void json_append_string(std::string& out, std::string_view bytes);

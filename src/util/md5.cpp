@@ -66,6 +66,8 @@ void Md5::transform(const std::uint8_t* block) noexcept {
 }
 
 void Md5::update(const void* data, std::size_t size) noexcept {
+  // An empty slice may have no address: nothing is copied from it.
+  if (size == 0) return;
   const auto* p = static_cast<const std::uint8_t*>(data);
   total_ += size;
   if (buffered_ != 0) {

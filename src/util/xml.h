@@ -525,7 +525,8 @@ inline bool xml_string_has_entities(xml_string s) {
 
 // Copies the slice into `out` as a NUL-terminated text, decoding the five named entities
 // and decimal/hexadecimal character references (written as UTF-8). Returns 0; -2 for a
-// null output, size 0 or a bad character reference; -3 when the output was full (what
+// null output, size 0 or a bad character reference (&#0; among them: U+0000 is no
+// character of a document); -3 when the output was full (what
 // fitted is kept, terminated). Any other '&' is copied as it stands.
 int xml_string_html_decode(xml_string s, char* out, std::size_t out_size);
 

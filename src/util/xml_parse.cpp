@@ -313,7 +313,8 @@ class xml_parser {
   // after `from` inside the window there, or the window's end.
   void set_limit(std::uint32_t from) {
     const std::uint32_t end = len_ - from > k_window ? from + k_window : len_;
-    const void* nul = std::memchr(buf_ + from, 0, end - from);
+    // An empty input may have no buffer at all: no search there.
+    const void* nul = end > from ? std::memchr(buf_ + from, 0, end - from) : nullptr;
     lim_ = nul ? static_cast<std::uint32_t>(static_cast<const unsigned char*>(nul) - buf_) : end;
   }
   // At the limit (or past it, over bytes that cannot be NUL): false at the end of the input,

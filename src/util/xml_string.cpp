@@ -129,7 +129,8 @@ int xml_string_html_decode(xml_string s, char* out, std::size_t out_size) {
         ++from;
       }
       const number n = convert(s, from, base);
-      if (n.end >= s.size() || s[n.end] != ';' || n.value > k_max_code_point ||
+      // U+0000 is no character of a document.
+      if (n.end >= s.size() || s[n.end] != ';' || n.value == 0 || n.value > k_max_code_point ||
           utf8_length(n.value) > out_size - 1 - o) {
         out[o] = '\0';
         return -2;

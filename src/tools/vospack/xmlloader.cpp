@@ -234,6 +234,7 @@ void xmlloader::reset_file_state() {
   placeholder_alias_ = -1;
   xml_to_run_.clear();
   loaded_.clear();
+  values_.text_watch().reset();
 }
 
 int xmlloader::load_nodeset(const char* path, Md5* digest) {
@@ -331,7 +332,7 @@ int xmlloader::load_namespaces(const xml_node* root, ua_datetime last_modified) 
          u = u->find_next_sibling("Uri")) {
       ++file_index;
       std::string_view text;
-      if (text_of(u, text) != 0) text = u->value();
+      if (kept_text_of(u, text) != 0) text = u->value();
       const std::string uri(text);
       if (!model_.ModelUri) {
         model_.ModelUri = uri;
@@ -385,7 +386,7 @@ int xmlloader::load_namespaces(const xml_node* root, ua_datetime last_modified) 
     std::optional<std::string> out;
     if (const xml_node* a = element->find_attribute(name)) {
       std::string_view text;
-      if (text_of(a, text) != 0) text = a->value();
+      if (kept_text_of(a, text) != 0) text = a->value();
       out.emplace(text);
     }
     return out;
@@ -572,7 +573,7 @@ int xmlloader::load_node_attributes(const xml_node* element, const node_parts& p
     const xml_node* first = ext->first_child();
     if (first != nullptr && first->name() == "RTAddress") {
       std::string_view text;
-      if (text_of(first, text) != 0) {
+      if (kept_text_of(first, text) != 0) {
         diag_error_at(4031, VOS_HERE, fn, ext, "Parsing Extensions failed.");
         return UA_EBAD;
       }
@@ -590,7 +591,7 @@ int xmlloader::load_node_attributes(const xml_node* element, const node_parts& p
   }
   if (const xml_node* doc = parts[node_parts::Documentation]) {
     std::string_view text;
-    if (text_of(doc, text) != 0) {
+    if (kept_text_of(doc, text) != 0) {
       diag_error_at(4030, VOS_HERE, fn, doc, "Parsing Documentation element failed.");
       return UA_EBAD;
     }
@@ -611,7 +612,7 @@ int xmlloader::load_node_attributes(const xml_node* element, const node_parts& p
   for (const xml_node* cat = parts[node_parts::Category]; cat != nullptr;
        cat = cat->find_next_sibling("Category")) {
     std::string_view text;
-    if (text_of(cat, text) != 0) continue;
+    if (kept_text_of(cat, text) != 0) continue;
     node.extra_mut().categories.emplace_back(text);
   }
   return 0;

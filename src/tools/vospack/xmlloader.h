@@ -108,8 +108,11 @@ class xmlloader {
   void complete_datatypes();
   void reset_file_state();
 
-  // Texts: decoded when they hold '&' (at most 255 bytes), else the slice itself.
+  // Texts: decoded when they hold '&', else the slice itself. A decoded text stays valid
+  // until the next call.
   int text_of(const xml_node* node, std::string_view& out);
+  // The same for a text that the model keeps: checked for UTF-8 as well.
+  int kept_text_of(const xml_node* node, std::string_view& out);
   // Number attributes with their defaults, by name or as found (null: absent). Return 0,
   // 1 (absent) or negative after the report.
   int attr_uint8(const xml_node* element, std::string_view name, uint8_t& out, int number);
@@ -141,8 +144,8 @@ class xmlloader {
   int placeholder_alias_ = -1;
   std::vector<uint32_t> xml_to_run_;  // file namespace index -> run index (UINT32_MAX: none)
   bool ignore_version_check_ = false;
-  char decode_buf_[256] = {};  // the last decoded text
-  std::string text_buf_;       // the last text joined from pieces
+  std::string decode_buf_;  // the last decoded text
+  std::string text_buf_;    // the last text joined from pieces
 
   // Per file: the nodes of the node pass in document order, for the reference pass.
   std::vector<uint32_t> loaded_;

@@ -43,13 +43,20 @@ int xmlloader::text_of(const xml_node* node, std::string_view& out) {
   if (kind < 0) return kind;
   if (kind == XML_TEXT_FINAL || !xml_string_has_entities(raw)) {
     out = raw;
-    return 0;
+  } else {
+    // Decoded at any length: a decoded text is never longer than its references.
+    decode_buf_.resize(raw.size() + 1);
+    const int ret = xml_string_html_decode(raw, decode_buf_.data(), decode_buf_.size());
+    if (ret != 0) return ret;
+    out = std::string_view(decode_buf_.data(), std::strlen(decode_buf_.data()));
   }
-  // A decoded value is cut to 255 bytes.
-  const int ret = xml_string_html_decode(raw, decode_buf_, sizeof decode_buf_);
-  if (ret != 0 && ret != -3) return ret;
-  out = std::string_view(decode_buf_);
   return 0;
+}
+
+int xmlloader::kept_text_of(const xml_node* node, std::string_view& out) {
+  const int ret = text_of(node, out);
+  if (ret == 0) values_.text_watch().check(node, out);
+  return ret;
 }
 
 int xmlloader::parse_nodeid(const xml_node* node, ua_nodeid& out) {
@@ -71,6 +78,8 @@ int xmlloader::parse_nodeid(const xml_node* node, ua_nodeid& out) {
     diag_error_at(4005, VOS_HERE, fn, node, "Invalid nodeid\n");
     return ret;
   }
+  // Numeric, GUID and opaque ids are checked by their own syntax.
+  if (id.type() == ua_nodeid_type::string) values_.text_watch().check(node, text);
   uint16_t ns = 0;
   if (!remap(id.ns(), ns)) {
     diag_error_at(4001, VOS_HERE, fn, node, "Error in parsing nodeid: Unknown nsidx=%u\n",
@@ -100,7 +109,7 @@ int xmlloader::parse_qname(const xml_node* node, ua_qualifiedname& out) {
   static constexpr const char* fn = "parse_qname";
   if (node == nullptr) return UA_EBAD;
   std::string_view text;
-  if (text_of(node, text) != 0) {
+  if (kept_text_of(node, text) != 0) {
     diag_error_at(4006, VOS_HERE, fn, node, "Invalid qualified name\n");
     return UA_EBAD;
   }
@@ -163,7 +172,7 @@ int xmlloader::parse_localizedtext(const xml_node* first, ua_localizedtext& out)
     chosen_locale = first->find_attribute("Locale");
   }
   std::string_view text;
-  if (text_of(chosen, text) != 0) return UA_EBAD;
+  if (kept_text_of(chosen, text) != 0) return UA_EBAD;
   out.text.assign(text);
   if (chosen_locale != nullptr) {
     out.locale.assign(chosen_locale->value());
@@ -217,9 +226,9 @@ int xmlloader::attr_uint8(const xml_node* a, uint8_t& out, int number) {
   if (a == nullptr) return 1;
   // At most 255 characters of the text are read.
   char buf[256];
-  const std::string_view raw = a->value();
-  const std::size_t n = raw.size() < 255 ? raw.size() : 255;
-  std::memcpy(buf, raw.data(), n);
+  // An empty value is a null slice: copy() copies nothing from it, where memcpy from a null
+  // pointer would be undefined even for no bytes.
+  const std::size_t n = a->value().copy(buf, 255);
   buf[n] = '\0';
   uint8_t v = 0;
   const int ret = ua_strtouint8(std::string_view(buf, n), nullptr, 10, v);
@@ -364,7 +373,7 @@ int xmlloader::parse_definition_field(const xml_node* field, uagraph_definition&
     return UA_EBAD;
   }
   std::string_view name_text;
-  if (text_of(name, name_text) != 0) name_text = name->value();
+  if (kept_text_of(name, name_text) != 0) name_text = name->value();
   f.Name.assign(name_text);
   if (const xml_node* sym = field->find_attribute("SymbolicName")) {
     parse_symbolicname(sym, f.SymbolicName);  // only reported

@@ -153,6 +153,7 @@ int xmlvalueparser::get_string(const xml_node* element, std::string_view child, 
   xml_string raw;
   const int kind = xml_node_text(*n, raw, storage, true);
   if (kind == XML_TEXT_FINAL || (kind == XML_TEXT_PLAIN && !xml_string_has_entities(raw))) {
+    text_watch_.check(n, raw);
     out.assign(raw);
     return 0;
   }
@@ -163,7 +164,9 @@ int xmlvalueparser::get_string(const xml_node* element, std::string_view child, 
                "xml_string_html_decode failed du to unsupported escape sequence.\n");
     return UA_EBAD;
   }
-  out.assign(std::string_view(buf.c_str()));
+  const std::string_view text(buf.c_str());
+  text_watch_.check(n, text);
+  out.assign(text);
   return 0;
 }
 

@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "tools/vospack/utf8_watch.h"
 #include "uabase/types.h"
 #include "util/xml.h"
 
@@ -34,6 +35,9 @@ class xmlvalueparser {
     if (limit <= XMLVALUEPARSER_BYTESTRING_LIMIT_MAX) bytestring_limit_ = limit;
   }
   unsigned long bytestring_limit() const { return bytestring_limit_; }
+  // Checks the strings of values for UTF-8; the loader resets it for every file and checks
+  // its own texts with it too.
+  utf8_watch& text_watch() { return text_watch_; }
 
   int get_variant(const xml_node* element, std::string_view child, ua_variant& out);
 
@@ -61,6 +65,7 @@ class xmlvalueparser {
 
   const nstable* namespaces_;
   unsigned long bytestring_limit_ = XMLVALUEPARSER_BYTESTRING_LIMIT_MAX;
+  utf8_watch text_watch_;
 };
 
 }  // namespace vos
