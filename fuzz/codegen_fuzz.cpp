@@ -117,7 +117,7 @@ void remove_scratch() {
   fs::remove_all(scratch(), ec);
 }
 
-void generate(vos::uagraph& graph, const vos::nstable& namespaces, bool types_only) {
+void generate(vos::uagraph& graph, vos::nstable& namespaces, bool types_only) {
   const fs::path out = scratch() / "out";
   vos::codegen_settings settings;
   settings.output_dir = out.string();
