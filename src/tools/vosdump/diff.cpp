@@ -613,6 +613,15 @@ class differ {
   // The node's record in the new file, else in the old one; null when neither has it (the
   // target of a reference from outside both files).
   const ua_file_read_node* record(uint32_t node) const;
+  // What the report shows of namespace entry `ns`, whose node changes start at nodes_[first]:
+  // where they end, and whether the namespace was added or removed; nothing when it has no
+  // changes and no addition or removal to show.
+  struct ns_section {
+    std::size_t end;
+    bool added;
+    bool removed;
+  };
+  std::optional<ns_section> section_of(uint32_t ns, std::size_t first) const;
   void write_text(std::FILE* out, const counts& c);
   void write_json(std::FILE* out, const counts& c);
   void flush(std::FILE* out) {
@@ -1278,6 +1287,17 @@ int differ::run(std::FILE* out) {
   return c.any() ? 1 : 0;
 }
 
+std::optional<differ::ns_section> differ::section_of(uint32_t ns, std::size_t first) const {
+  const ns_entry& e = ns_[ns];
+  std::size_t end = first;
+  while (end < nodes_.size() && ids_.key(nodes_[end].node).ns == ns) ++end;
+  const bool added = e.named && e.old_rec == nullptr && e.new_rec != nullptr;
+  const bool removed = e.named && e.old_rec != nullptr && e.new_rec == nullptr;
+  const bool shown = (added || removed) && (only_ns_ == kNone || only_ns_ == ns);
+  if (end == first && ns_changes_[ns].empty() && !shown) return std::nullopt;
+  return ns_section{end, added, removed};
+}
+
 void differ::write_text(std::FILE* out, const counts& c) {
   std::string& t = text_;
   const auto summary = [&] {
@@ -1311,13 +1331,10 @@ void differ::write_text(std::FILE* out, const counts& c) {
   }
   std::size_t next = 0;  // the first node of the namespace
   for (const uint32_t i : ns_order_) {
+    const std::optional<ns_section> section = section_of(i, next);
+    if (!section) continue;
     const ns_entry& e = ns_[i];
-    std::size_t end = next;
-    while (end < nodes_.size() && ids_.key(nodes_[end].node).ns == i) ++end;
-    const bool added = e.named && e.old_rec == nullptr && e.new_rec != nullptr;
-    const bool removed = e.named && e.old_rec != nullptr && e.new_rec == nullptr;
-    const bool shown = (added || removed) && (only_ns_ == kNone || only_ns_ == i);
-    if (end == next && ns_changes_[i].empty() && !shown) continue;
+    const auto [end, added, removed] = *section;
     t += "namespace " + e.uri + " (";
     if (added) {
       t += "added, ns=" + std::to_string(e.new_index);
@@ -1399,13 +1416,10 @@ void differ::write_json(std::FILE* out, const counts& c) {
   bool first_ns = true;
   std::size_t next = 0;
   for (const uint32_t i : ns_order_) {
+    const std::optional<ns_section> section = section_of(i, next);
+    if (!section) continue;
     const ns_entry& e = ns_[i];
-    std::size_t end = next;
-    while (end < nodes_.size() && ids_.key(nodes_[end].node).ns == i) ++end;
-    const bool added = e.named && e.old_rec == nullptr && e.new_rec != nullptr;
-    const bool removed = e.named && e.old_rec != nullptr && e.new_rec == nullptr;
-    const bool shown = (added || removed) && (only_ns_ == kNone || only_ns_ == i);
-    if (end == next && ns_changes_[i].empty() && !shown) continue;
+    const auto [end, added, removed] = *section;
     t += first_ns ? "\n    {\"uri\": " : ",\n    {\"uri\": ";
     first_ns = false;
     json_append_string(t, e.named ? e.uri : "");
