@@ -681,21 +681,10 @@ class differ::value_writer final : public json_value_writer {
 differ::value_writer differ::values(const side& s) { return {*this, s}; }
 
 bool differ::same_scalar(const side& a, const void* x, const side& b, const void* y, uint8_t type) {
+  if (ua_builtin_is_plain(type)) return std::memcmp(x, y, ua_builtin_size(type)) == 0;
   switch (type) {
     case UA_VT_BOOLEAN:
       return *static_cast<const bool*>(x) == *static_cast<const bool*>(y);
-    case UA_VT_SBYTE:
-    case UA_VT_BYTE:
-    case UA_VT_INT16:
-    case UA_VT_UINT16:
-    case UA_VT_INT32:
-    case UA_VT_UINT32:
-    case UA_VT_INT64:
-    case UA_VT_UINT64:
-    case UA_VT_STATUSCODE:
-    case UA_VT_DATETIME:
-    case UA_VT_GUID:
-      return std::memcmp(x, y, ua_builtin_size(type)) == 0;
     case UA_VT_FLOAT:
       return same_double_bits(x, y, 4);
     case UA_VT_DOUBLE:
