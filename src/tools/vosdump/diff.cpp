@@ -24,6 +24,7 @@
 #include "uabase/text_nodeid.h"
 #include "util/base64.h"
 #include "util/errors.h"
+#include "util/hash.h"
 #include "util/json.h"
 
 namespace vos {
@@ -113,15 +114,6 @@ std::strong_ordering compare_identifier(const ua_nodeid& a, const ua_nodeid& b) 
   return std::strong_ordering::equal;
 }
 
-uint64_t mix(uint64_t h) noexcept {
-  h ^= h >> 33;
-  h *= 0xff51afd7ed558ccdULL;
-  h ^= h >> 33;
-  h *= 0xc4ceb9fe1a85ec53ULL;
-  h ^= h >> 33;
-  return h;
-}
-
 uint64_t hash_identifier(const ua_nodeid& id, uint32_t ns) noexcept {
   uint64_t h = (static_cast<uint64_t>(ns) << 8) | static_cast<uint64_t>(id.type());
   switch (id.type()) {
@@ -148,7 +140,7 @@ uint64_t hash_identifier(const ua_nodeid& id, uint32_t ns) noexcept {
       break;
     }
   }
-  return mix(h);
+  return mix64(h);
 }
 
 // A NodeId as the comparison knows it: the identifier of a record in one of the files and
