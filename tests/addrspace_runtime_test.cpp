@@ -76,19 +76,10 @@ class AddrspaceRuntime : public test::CorpusTest {
   // with the file (changed first by `edit`, when given): the differences, or the reason
   // there is no comparison.
   std::string compare(const std::function<void(ua_file_contents&)>& edit = {}) {
-    test::write_runtime_main(tree(), dir_.path());
     std::vector<std::string> flags = {"-DUA_SUPPORT_HISTORIZING"};
     if (descriptions_) flags.push_back("-DUA_SUPPORT_DESCRIPTION");
-    const std::string messages = test::build_runtime_program(cc_, tree(), dir_.path(), flags);
-    if (!messages.empty()) return messages;
-    const RunResult run = test::run_program(dir_ / "runtime", "runtime", {}, dir_.path());
-    // Status 1: the runtime printed error records, which the comparison lists.
-    if (run.status != 0 && run.status != 1)
-      return "runtime " + std::to_string(run.status) + run.err;
-    ua_file_contents file;
-    if (ua_file_read_path((dir_ / "file.bin").c_str(), file) != 0) return "file.bin unreadable";
-    if (edit) edit(file);
-    return test::compare_with_file(test::parse_runtime_output(run.out), file, descriptions_);
+    return test::runtime_sees_file(cc_, tree(), dir_.path(), flags, dir_ / "file.bin",
+                                   descriptions_, edit);
   }
 
   void prove(const std::vector<std::string>& files, const std::vector<std::string>& selection,
@@ -255,9 +246,7 @@ struct namespace_source {
   std::vector<std::size_t> nodes;  // line of each node pool entry
 };
 
-bool contains(const std::string& text, const std::string& part) {
-  return text.find(part) != std::string::npos;
-}
+using test::contains;
 
 // Each edit passes the compiler and the runtime's own checks, and only the comparison with
 // the file can tell.

@@ -23,28 +23,12 @@ namespace {
 namespace fs = std::filesystem;
 using test::RunResult;
 
-bool contains(const std::string& text, const std::string& part) {
-  return text.find(part) != std::string::npos;
-}
+using test::contains;
 
 bool starts_with(const std::string& text, const std::string& head) {
   return text.compare(0, head.size(), head) == 0;
 }
 
-// A model of namespace `uri` that requires the fixture's namespace 0; `body` holds its nodes.
-std::string model(const std::string& uri, const std::string& body) {
-  return R"(<?xml version="1.0" encoding="utf-8"?>
-<UANodeSet xmlns="http://opcfoundation.org/UA/2011/03/UANodeSet.xsd">
-  <NamespaceUris><Uri>)" +
-         uri + R"(</Uri></NamespaceUris>
-  <Models><Model ModelUri=")" +
-         uri + R"(" Version="1.0.0" PublicationDate="2024-01-01T00:00:00Z">
-    <RequiredModel ModelUri="http://opcfoundation.org/UA/" Version="1.05.03" PublicationDate="2023-01-01T00:00:00Z"/></Model></Models>
-  <Aliases><Alias Alias="HasSubtype">i=45</Alias><Alias Alias="HasEncoding">i=38</Alias>
-    <Alias Alias="Organizes">i=35</Alias><Alias Alias="Int32">i=6</Alias></Aliases>
-)" + body +
-         "</UANodeSet>\n";
-}
 
 // A structure data type `name` with id ns=1;i=<id> and its "Default Binary" encoding object.
 std::string structure(unsigned id, const std::string& name, unsigned encoding,
@@ -259,7 +243,7 @@ TEST_F(CodegenEdge, SecondNodeWithTheSameMacroNameIsNamedInAWarning) {
   // Two objects without a parent both come out as AXIS: the first keeps the name.
   const std::string m = write_model(
       "twins.xml",
-      model(
+      test::model_requiring_ns0(
           "urn:twins",
           R"(  <UAObject NodeId="ns=1;i=7" BrowseName="1:Axis"><DisplayName>A</DisplayName></UAObject>
   <UAObject NodeId="ns=1;s=Other.Axis" BrowseName="1:Axis"><DisplayName>A</DisplayName></UAObject>
@@ -279,7 +263,7 @@ TEST_F(CodegenEdge, TypeTablesOfStructuresAndOfEnumerationsOnly) {
   // Type ids ascending A < B, encoding ids the other way round.
   const std::string m = write_model(
       "enc.xml",
-      model("urn:enc", structure(10, "Alpha", 20, "<Field Name=\"X\" DataType=\"Int32\"/>") +
+      test::model_requiring_ns0("urn:enc", structure(10, "Alpha", 20, "<Field Name=\"X\" DataType=\"Int32\"/>") +
                            structure(11, "Beta", 19, "<Field Name=\"Y\" DataType=\"Int32\"/>")));
   const RunResult r = run({"-N", "-u", "urn:enc;en", "-o", "out"}, {m});
   ASSERT_EQ(r.status, 0) << r.err;
@@ -303,7 +287,7 @@ TEST_F(CodegenEdge, TypeTablesOfStructuresAndOfEnumerationsOnly) {
 
   // One with enumerations only has no structure table and no index table.
   fs::remove_all(dir_ / "out");
-  const std::string e = write_model("enum.xml", model("urn:enum", R"(
+  const std::string e = write_model("enum.xml", test::model_requiring_ns0("urn:enum", R"(
   <UADataType NodeId="ns=1;i=1" BrowseName="1:Mode"><DisplayName>Mode</DisplayName>
     <References><Reference ReferenceType="HasSubtype" IsForward="false">i=29</Reference></References>
     <Definition Name="1:Mode"><Field Name="Off" Value="0"/></Definition></UADataType>
@@ -334,7 +318,7 @@ TEST_F(CodegenEdge, StructuresBeyondSixteenBitOffsetsDoNotCompile) {
     return f;
   };
   const std::string m = write_model(
-      "big.xml", model("urn:big", structure(1, "Inner", 2, fields(100, "i=11")) +
+      "big.xml", test::model_requiring_ns0("urn:big", structure(1, "Inner", 2, fields(100, "i=11")) +
                                       structure(3, "Fits", 4, fields(60, "ns=1;i=1")) +
                                       structure(5, "Huge", 6, fields(100, "ns=1;i=1"))));
   const RunResult r = run({"-N", "-u", "urn:big;bg", "-o", "out"}, {m});
@@ -356,7 +340,7 @@ TEST_F(CodegenEdge, StructuresBeyondSixteenBitOffsetsDoNotCompile) {
 }
 
 TEST_F(CodegenEdge, OptionSetOverInt32IsRefused) {
-  const std::string m = write_model("oset.xml", model("urn:oset", R"(
+  const std::string m = write_model("oset.xml", test::model_requiring_ns0("urn:oset", R"(
   <UADataType NodeId="ns=1;i=1" BrowseName="1:Signed"><DisplayName>Signed</DisplayName>
     <References><Reference ReferenceType="HasSubtype" IsForward="false">i=6</Reference></References>
     <Definition Name="1:Signed" IsOptionSet="true"><Field Name="A" Value="0"/></Definition></UADataType>
@@ -370,7 +354,7 @@ TEST_F(CodegenEdge, OptionSetOverInt32IsRefused) {
 
 TEST_F(CodegenEdge, ThirtyTwoOptionalFieldsAndNoMore) {
   const std::string ok =
-      write_model("ok.xml", model("urn:opt", structure(1, "Big", 2, optional_fields(32))));
+      write_model("ok.xml", test::model_requiring_ns0("urn:opt", structure(1, "Big", 2, optional_fields(32))));
   RunResult r = run({"-N", "-u", "urn:opt;op", "-o", "out"}, {ok});
   ASSERT_EQ(r.status, 0) << r.err;
   const std::string header = out("op/big.h");
@@ -395,7 +379,7 @@ TEST_F(CodegenEdge, ThirtyTwoOptionalFieldsAndNoMore) {
 
   fs::remove_all(dir_ / "out");
   const std::string bad =
-      write_model("bad.xml", model("urn:opt", structure(1, "Big", 2, optional_fields(33))));
+      write_model("bad.xml", test::model_requiring_ns0("urn:opt", structure(1, "Big", 2, optional_fields(33))));
   r = run({"-N", "-u", "urn:opt;op", "-o", "out"}, {bad});
   EXPECT_EQ(r.status, 1);
   EXPECT_TRUE(
@@ -406,7 +390,7 @@ TEST_F(CodegenEdge, ThirtyTwoOptionalFieldsAndNoMore) {
 
 TEST_F(CodegenEdge, ModelWithoutDataTypesGivesAnInterfaceLibrary) {
   // An abstract structure does not count as a data type of the namespace.
-  const std::string m = write_model("plain.xml", model("urn:plain", R"(
+  const std::string m = write_model("plain.xml", test::model_requiring_ns0("urn:plain", R"(
   <UAObject NodeId="ns=1;i=1" BrowseName="1:Thing"><DisplayName>Thing</DisplayName>
     <References><Reference ReferenceType="Organizes" IsForward="false">i=85</Reference></References></UAObject>
   <UADataType NodeId="ns=1;i=2" BrowseName="1:Shape" IsAbstract="true"><DisplayName>Shape</DisplayName>
@@ -458,8 +442,8 @@ TEST_F(CodegenEdge, FolderThatCannotBeMadeEndsTheRunAndKeepsEarlierFiles) {
     <References><Reference ReferenceType="HasSubtype" IsForward="false">i=29</Reference></References>
     <Definition Name="1:Mode"><Field Name="Off" Value="0"/><Field Name="On" Value="1"/></Definition></UADataType>
 )";
-  const std::string a = write_model("a.xml", model("urn:a", enum_body));
-  const std::string b = write_model("b.xml", model("urn:b", enum_body));
+  const std::string a = write_model("a.xml", test::model_requiring_ns0("urn:a", enum_body));
+  const std::string b = write_model("b.xml", test::model_requiring_ns0("urn:b", enum_body));
   fs::create_directory(dir_ / "out");
   test::write_file(dir_ / "out" / "bb", "in the way\n");
   const RunResult r = run({"-N", "-u", "urn:a;aa", "-u", "urn:b;bb", "-o", "out"}, {a, b});

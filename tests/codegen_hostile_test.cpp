@@ -21,24 +21,8 @@ namespace {
 namespace fs = std::filesystem;
 using test::RunResult;
 
-bool contains(const std::string& text, const std::string& part) {
-  return text.find(part) != std::string::npos;
-}
+using test::contains;
 
-// A model of namespace `uri` (index 2 in the run) that requires the fixture's namespace 0.
-std::string model(const std::string& uri, const std::string& body) {
-  return R"(<?xml version="1.0" encoding="utf-8"?>
-<UANodeSet xmlns="http://opcfoundation.org/UA/2011/03/UANodeSet.xsd">
-  <NamespaceUris><Uri>)" +
-         uri + R"(</Uri></NamespaceUris>
-  <Models><Model ModelUri=")" +
-         uri + R"(" Version="1.0.0" PublicationDate="2024-01-01T00:00:00Z">
-    <RequiredModel ModelUri="http://opcfoundation.org/UA/" Version="1.05.03" PublicationDate="2023-01-01T00:00:00Z"/></Model></Models>
-  <Aliases><Alias Alias="HasSubtype">i=45</Alias><Alias Alias="HasEncoding">i=38</Alias>
-    <Alias Alias="Organizes">i=35</Alias><Alias Alias="Int32">i=6</Alias></Aliases>
-)" + body +
-         "</UANodeSet>\n";
-}
 
 // A data type ns=1;i=<id> below `super` with the given definition attributes and fields;
 // structures (super i=22) get a "Default Binary" encoding object ns=1;i=<id + 1000>.
@@ -163,8 +147,8 @@ class CodegenHostile : public ::testing::Test {
 };
 
 TEST_F(CodegenHostile, PrefixesGivenByTheUserMustBeUniqueIdentifiers) {
-  const std::string m = write_model("m.xml", model("urn:m", datatype(1, "Foo", field("A"))));
-  const std::string other = write_model("o.xml", model("urn:o", datatype(1, "Bar", field("B"))));
+  const std::string m = write_model("m.xml", test::model_requiring_ns0("urn:m", datatype(1, "Foo", field("A"))));
+  const std::string other = write_model("o.xml", test::model_requiring_ns0("urn:o", datatype(1, "Bar", field("B"))));
   const std::string bad = "is not a C identifier of at most 64 characters";
   for (const std::string prefix : {"../../x", "a b", ".", "a/b", "9lives", "x\"y"}) {
     std::string option = "2:";
@@ -190,8 +174,8 @@ TEST_F(CodegenHostile, PrefixesGivenByTheUserMustBeUniqueIdentifiers) {
     body.replace(body.find('%'), 1, name);
     return body;
   };
-  const std::string outer = write_model("p.xml", model("urn:p", named("ID_X")));
-  const std::string inner = write_model("q.xml", model("urn:q", named("X")));
+  const std::string outer = write_model("p.xml", test::model_requiring_ns0("urn:p", named("ID_X")));
+  const std::string inner = write_model("q.xml", test::model_requiring_ns0("urn:q", named("X")));
   expect_refused({"-u", "urn:p;a", "-u", "urn:q;a_id"}, {"urn:p", "urn:q"}, {outer, inner},
                  "error: namespaces 2 (prefix a) and 3 (prefix a_id) would both define "
                  "A_ID_ID_X;");
@@ -200,9 +184,9 @@ TEST_F(CodegenHostile, PrefixesGivenByTheUserMustBeUniqueIdentifiers) {
 TEST_F(CodegenHostile, PrefixesMadeByTheToolAreMadeValidAndUnique) {
   // A one-letter URI leaves an empty default prefix, two three-letter URIs the same "ns",
   // and -i 4:ns2 takes the default of namespace 2.
-  const std::string a = write_model("a.xml", model("u", datatype(1, "Foo", field("A"))));
-  const std::string b = write_model("b.xml", model("abc", datatype(1, "Foo", field("B"))));
-  const std::string c = write_model("c.xml", model("xyz", datatype(1, "Foo", field("C"))));
+  const std::string a = write_model("a.xml", test::model_requiring_ns0("u", datatype(1, "Foo", field("A"))));
+  const std::string b = write_model("b.xml", test::model_requiring_ns0("abc", datatype(1, "Foo", field("B"))));
+  const std::string c = write_model("c.xml", test::model_requiring_ns0("xyz", datatype(1, "Foo", field("C"))));
   const RunResult r = generate_and_compile({"-a"}, {"u", "abc", "xyz"}, {a, b, c});
   EXPECT_TRUE(contains(r.err, "warning: namespace 2 (u) gets the prefix 'ns2': its default "
                               "prefix '' is not a valid C identifier or is taken.\n"))
@@ -211,8 +195,8 @@ TEST_F(CodegenHostile, PrefixesMadeByTheToolAreMadeValidAndUnique) {
   for (const char* dir : {"ns2", "ns", "ns_2"}) {
     EXPECT_TRUE(fs::exists(dir_ / "out_1" / dir / "foo.h")) << dir;
   }
-  const std::string d = write_model("d.xml", model("urn:d", datatype(1, "Foo", field("D"))));
-  const std::string e = write_model("e.xml", model("urn:e", datatype(1, "Foo", field("E"))));
+  const std::string d = write_model("d.xml", test::model_requiring_ns0("urn:d", datatype(1, "Foo", field("D"))));
+  const std::string e = write_model("e.xml", test::model_requiring_ns0("urn:e", datatype(1, "Foo", field("E"))));
   const RunResult r2 = generate_and_compile({"-i", "2", "-i", "3:ns2"}, {"urn:d", "urn:e"}, {d, e});
   EXPECT_TRUE(contains(r2.err, "warning: namespace 2 (urn:d) gets the prefix 'ns2_2'")) << r2.err;
   EXPECT_TRUE(contains(out("out_1", "ns2/foo.h"), "struct ns2_foo {\n    /* foo fields */\n    int32_t e;"));
@@ -221,7 +205,7 @@ TEST_F(CodegenHostile, PrefixesMadeByTheToolAreMadeValidAndUnique) {
 TEST_F(CodegenHostile, DataTypesNamedLikeGeneratedFilesOrLikeEachOtherAreRenamed) {
   const std::string m = write_model(
       "m.xml",
-      model("urn:m", datatype(1, "Identifier", field("A")) + datatype(2, "Type_Table", field("A")) +
+      test::model_requiring_ns0("urn:m", datatype(1, "Identifier", field("A")) + datatype(2, "Type_Table", field("A")) +
                          datatype(3, "NS2", field("A")) + datatype(4, "Foo", field("A")) +
                          datatype(5, "foo", field("B")) + datatype(6, "A-B", field("A")) +
                          datatype(7, "AB", field("A")) + datatype(8, "_Type_Identifier", field("A")) +
@@ -269,7 +253,7 @@ TEST_F(CodegenHostile, FieldAndEnumeratorNamesThatCWouldRefuseOrThatClash) {
   const std::string bits = R"(<Field Name="A" Value="0"/><Field Name="a" Value="15"/>)";
   const std::string m = write_model(
       "m.xml",
-      model("urn:m", datatype(1, "S", fields) + datatype(2, "U", union_fields, "i=22", " IsUnion=\"true\"") +
+      test::model_requiring_ns0("urn:m", datatype(1, "S", fields) + datatype(2, "U", union_fields, "i=22", " IsUnion=\"true\"") +
                          datatype(3, "E", enum_fields, "i=29") +
                          datatype(4, "Bits", bits, "i=5", " IsOptionSet=\"true\"") +
                          // a structure holding arrays of itself is fine, and so is one
@@ -307,23 +291,23 @@ TEST_F(CodegenHostile, FieldAndEnumeratorNamesThatCWouldRefuseOrThatClash) {
 TEST_F(CodegenHostile, TypesThatCCannotHoldAreRefused) {
   // Itself by value, directly and through another structure.
   const std::string self =
-      write_model("self.xml", model("urn:m", datatype(1, "Loop", field("Me", "ns=1;i=1"))));
+      write_model("self.xml", test::model_requiring_ns0("urn:m", datatype(1, "Loop", field("Me", "ns=1;i=1"))));
   expect_refused({"-i", "2:h"}, {"urn:m"}, {self},
                  "error: the datatype 'Loop' (ns=2;i=1) contains itself by value");
   const std::string pair = write_model(
-      "pair.xml", model("urn:m", datatype(1, "A", field("B", "ns=1;i=2")) +
+      "pair.xml", test::model_requiring_ns0("urn:m", datatype(1, "A", field("B", "ns=1;i=2")) +
                                      datatype(2, "B", field("A", "ns=1;i=1"))));
   expect_refused({"-i", "2:h"}, {"urn:m"}, {pair}, "(ns=2;i=1) contains itself by value");
   // A field whose name is all punctuation has no name in C.
   const std::string nameless =
-      write_model("nameless.xml", model("urn:m", datatype(1, "Ok", field("A")) +
+      write_model("nameless.xml", test::model_requiring_ns0("urn:m", datatype(1, "Ok", field("A")) +
                                                     datatype(2, "Odd", field("B") + field("%"))));
   expect_refused({"-i", "2:h"}, {"urn:m"}, {nameless},
                  "error (output_c_datatype): get_field_symbolicname failed for index 1 (datatype "
                  "'Odd', ns=2;i=2).\n");
   // Bit 16 of a 16-bit option set.
   const std::string wide = write_model(
-      "wide.xml", model("urn:m", datatype(1, "Wide", R"(<Field Name="A" Value="16"/>)", "i=5",
+      "wide.xml", test::model_requiring_ns0("urn:m", datatype(1, "Wide", R"(<Field Name="A" Value="16"/>)", "i=5",
                                           " IsOptionSet=\"true\"")));
   expect_refused({"-i", "2:h"}, {"urn:m"}, {wide},
                  "error: bit 16 of the optionset 'Wide' (ns=2;i=1) does not fit its 16-bit base "
@@ -342,7 +326,7 @@ TEST_F(CodegenHostile, TypeTablesNameEncodingsByTheirNodes) {
       field("B") + R"(</Definition></UADataType>
   <UAObject NodeId="ns=1;i=600" BrowseName="Default Binary" SymbolicName="Bin"><DisplayName>b</DisplayName></UAObject>
 )";
-  const std::string m = write_model("m.xml", model("urn:m", body));
+  const std::string m = write_model("m.xml", test::model_requiring_ns0("urn:m", body));
   const RunResult r = generate_and_compile({"-i", "2:en"}, {"urn:m"}, {m});
   EXPECT_TRUE(contains(r.err, "warning: node ns=2;i=500 gets no identifier macro: "
                               "EN_ID_FOO_ENCODING_DEFAULTBINARY names node ns=2;i=1001 already\n"))
@@ -397,7 +381,7 @@ TEST_F(CodegenHostile, RandomModelsFromClashingNamesCompile) {
       if (kind == 2) body += datatype(t, name, fields, "i=29");
       if (kind == 3) body += datatype(t, name, fields, "i=7", " IsOptionSet=\"true\"");
     }
-    const std::string m = write_model("r.xml", model("urn:r", body));
+    const std::string m = write_model("r.xml", test::model_requiring_ns0("urn:r", body));
     const std::string tree = "rnd" + std::to_string(round);
     const RunResult r = run({"-m", "-i", "2:ns2", "-o", tree}, {m});
     ASSERT_EQ(r.status, 0) << r.err << body;

@@ -13,7 +13,6 @@
 #include "support/addrspace_runtime.h"
 #include "support/codegen_golden.h"
 #include "support/testutil.h"
-#include "tools/vospack/filereader.h"
 
 namespace vos {
 namespace {
@@ -23,8 +22,6 @@ using test::RunResult;
 
 // The most inverse-reference indexes (and placeholder numbers) that .rev_ref_idx holds.
 constexpr unsigned kRevLimit = 32768;
-
-fs::path ns0_fixture() { return test::codegen_fixture_dir() / "addrspace" / "ns0.xml"; }
 
 // urn:limits: `count` objects, and with `hub` an object before them with a HasComponent
 // reference to each. The hub's references come first in the pool, so the last object's
@@ -60,7 +57,7 @@ class CodegenLimits : public ::testing::Test {
     test::write_file(dir_ / "limits.xml", model);
     std::vector<std::string> args = {"-0", "-i", "0:ua", "-u", "urn:limits;lim", "-o", "out"};
     args.insert(args.end(), extra.begin(), extra.end());
-    args.insert(args.end(), {ns0_fixture().string(), (dir_ / "limits.xml").string()});
+    args.insert(args.end(), {test::codegen_ns0_fixture().string(), (dir_ / "limits.xml").string()});
     fs::remove_all(dir_ / "out");
     return test::run_vosgen(args, dir_.path());
   }
@@ -68,7 +65,7 @@ class CodegenLimits : public ::testing::Test {
   RunResult pack() {
     return test::run_program(test::vospack_binary(), "vospack",
                              {"-0", "-i", "0:ua", "-u", "urn:limits;lim", "-o", "file.bin",
-                              ns0_fixture().string(), (dir_ / "limits.xml").string()},
+                              test::codegen_ns0_fixture().string(), (dir_ / "limits.xml").string()},
                              dir_.path());
   }
 
@@ -97,14 +94,9 @@ TEST_F(CodegenLimits, LastInverseReferenceIndexThatFitsReachesTheRuntime) {
   // 32767 << 16 | (2 * 2 + 1), the largest packed value, printed as a 32-bit int.
   EXPECT_NE(source.find(".rev_ref_idx = 2147418117, "), std::string::npos);
   ASSERT_EQ(pack().status, 0);
-  test::write_runtime_main(dir_ / "out", dir_.path());
-  ASSERT_EQ(
-      test::build_runtime_program(cc, dir_ / "out", dir_.path(), {"-DUA_SUPPORT_HISTORIZING"}), "");
-  const RunResult prog = test::run_program(dir_ / "runtime", "runtime", {}, dir_.path());
-  ASSERT_TRUE(prog.status == 0 || prog.status == 1) << prog.status << prog.err;
-  ua_file_contents file;
-  ASSERT_EQ(ua_file_read_path((dir_ / "file.bin").c_str(), file), 0);
-  EXPECT_EQ(test::compare_with_file(test::parse_runtime_output(prog.out), file, false), "");
+  EXPECT_EQ(test::runtime_sees_file(cc, dir_ / "out", dir_.path(), {"-DUA_SUPPORT_HISTORIZING"},
+                                    dir_ / "file.bin", false),
+            "");
 }
 
 // One reference more: .rev_ref_idx of the last node cannot hold it; the binary file can.
@@ -164,14 +156,9 @@ TEST_F(CodegenLimits, ValuesBeyondTheLongestStringLiteralAreArrays) {
   EXPECT_NE(source.find("    { 4096, (const char *)g_staticstore_1 },\n"), std::string::npos);
   EXPECT_NE(source.find("    { 4096, (const char *)g_bytestring_0 },\n"), std::string::npos);
   ASSERT_EQ(pack().status, 0);
-  test::write_runtime_main(dir_ / "out", dir_.path());
-  ASSERT_EQ(
-      test::build_runtime_program(cc, dir_ / "out", dir_.path(), {"-DUA_SUPPORT_HISTORIZING"}), "");
-  const RunResult prog = test::run_program(dir_ / "runtime", "runtime", {}, dir_.path());
-  ASSERT_TRUE(prog.status == 0 || prog.status == 1) << prog.status << prog.err;
-  ua_file_contents file;
-  ASSERT_EQ(ua_file_read_path((dir_ / "file.bin").c_str(), file), 0);
-  EXPECT_EQ(test::compare_with_file(test::parse_runtime_output(prog.out), file, false), "");
+  EXPECT_EQ(test::runtime_sees_file(cc, dir_ / "out", dir_.path(), {"-DUA_SUPPORT_HISTORIZING"},
+                                    dir_ / "file.bin", false),
+            "");
 }
 
 // A type identifier is the C enumerator (namespace index << 16) + row, an int: a client

@@ -17,9 +17,7 @@ namespace {
 namespace fs = std::filesystem;
 using test::RunResult;
 
-bool contains(const std::string& text, const std::string& part) {
-  return text.find(part) != std::string::npos;
-}
+using test::contains;
 
 // A model of the plant namespace whose Start method refers to a node that does not exist.
 std::string broken_plant_model() {

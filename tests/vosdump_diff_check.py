@@ -11,16 +11,7 @@ import json
 import subprocess
 import sys
 
-
-def strict_pairs(pairs):
-    keys = [k for k, _ in pairs]
-    if len(keys) != len(set(keys)):
-        raise ValueError("duplicate key in %r" % keys)
-    return dict(pairs)
-
-
-def refuse_constant(name):
-    raise ValueError("bare %s is not JSON" % name)
+import strict_json
 
 
 def dumps(value):
@@ -88,8 +79,7 @@ def compare(vosdump, args):
     if as_json.returncode != as_text.returncode:
         print("status %d with --json, %d without" % (as_json.returncode, as_text.returncode))
         return 1
-    doc = json.loads(as_json.stdout.decode("utf-8"), object_pairs_hook=strict_pairs,
-                     parse_constant=refuse_constant)
+    doc = strict_json.load(as_json.stdout)
     if doc["equal"] != (as_text.returncode == 0):
         print("equal is %r, status %d" % (doc["equal"], as_text.returncode))
         return 1

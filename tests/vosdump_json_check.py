@@ -15,6 +15,8 @@ import json
 import subprocess
 import sys
 
+from strict_json import load
+
 TOTAL_KEYS = ["DataType", "ReferenceType", "VariableType", "ObjectType", "Variable", "Object",
               "Method", "View", "references", "numeric_ids", "string_ids", "guid_ids",
               "opaque_ids"]
@@ -25,22 +27,6 @@ TYPE_CODES = {name: code for code, name in enumerate([
     "Null", "Boolean", "SByte", "Byte", "Int16", "UInt16", "Int32", "UInt32", "Int64", "UInt64",
     "Float", "Double", "String", "DateTime", "Guid", "ByteString", "XmlElement", "NodeId",
     "ExpandedNodeId", "StatusCode", "QualifiedName", "LocalizedText", "ExtensionObject"])}
-
-
-def strict_pairs(pairs):
-    keys = [k for k, _ in pairs]
-    if len(keys) != len(set(keys)):
-        raise ValueError("duplicate key in %r" % keys)
-    return dict(pairs)
-
-
-def refuse_constant(name):
-    raise ValueError("bare %s is not JSON" % name)
-
-
-def load(raw):
-    return json.loads(raw.decode("utf-8"), object_pairs_hook=strict_pairs,
-                      parse_constant=refuse_constant)
 
 
 def b(text):

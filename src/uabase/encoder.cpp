@@ -892,26 +892,11 @@ namespace {
 
 // Types whose C++ value has exactly the layout of their little-endian encoding.
 bool is_wire_layout(uint8_t code) {
-  switch (code) {
-    case UA_VT_SBYTE:
-    case UA_VT_BYTE:
-      return true;
-    case UA_VT_BOOLEAN:  // encoding only: bool holds 0 or 1
-    case UA_VT_INT16:
-    case UA_VT_UINT16:
-    case UA_VT_INT32:
-    case UA_VT_UINT32:
-    case UA_VT_INT64:
-    case UA_VT_UINT64:
-    case UA_VT_FLOAT:
-    case UA_VT_DOUBLE:
-    case UA_VT_DATETIME:
-    case UA_VT_STATUSCODE:
-    case UA_VT_GUID:
-      return kLittleEndian;
-    default:
-      return false;
-  }
+  if (code == UA_VT_SBYTE || code == UA_VT_BYTE) return true;
+  // Boolean for encoding only (bool holds 0 or 1); the floating-point types are their
+  // IEEE 754 bytes.
+  return kLittleEndian && (ua_builtin_is_plain(code) || code == UA_VT_BOOLEAN ||
+                           code == UA_VT_FLOAT || code == UA_VT_DOUBLE);
 }
 
 template <class T, class F>

@@ -611,6 +611,28 @@ const ua_value_ops* ua_builtin_ops(uint8_t code) noexcept;
 std::size_t ua_builtin_size(uint8_t code) noexcept;
 std::size_t ua_builtin_align(uint8_t code) noexcept;
 
+// Built-in types whose C++ value is plain bytes in the machine's order, every pattern a
+// distinct value: the integers, DateTime, StatusCode and Guid. Two such values are equal
+// exactly when their bytes are, and on a little-endian machine the bytes are the encoding.
+constexpr bool ua_builtin_is_plain(uint8_t code) noexcept {
+  switch (code) {
+    case UA_VT_SBYTE:
+    case UA_VT_BYTE:
+    case UA_VT_INT16:
+    case UA_VT_UINT16:
+    case UA_VT_INT32:
+    case UA_VT_UINT32:
+    case UA_VT_INT64:
+    case UA_VT_UINT64:
+    case UA_VT_DATETIME:
+    case UA_VT_STATUSCODE:
+    case UA_VT_GUID:
+      return true;
+    default:
+      return false;
+  }
+}
+
 // Variant: empty, a scalar, a one-dimensional array or an array with dimensions (matrix) of
 // one built-in type. The type byte carries the built-in code and the flags UA_VT_ARRAY and
 // UA_VT_MATRIX. Numbers, DateTime and StatusCode scalars are held inside the variant, every

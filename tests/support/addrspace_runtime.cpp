@@ -559,4 +559,20 @@ std::string compare_with_file(const runtime_view& view, const ua_file_contents& 
   return diff.str();
 }
 
+std::string runtime_sees_file(const fs::path& cc, const fs::path& tree, const fs::path& dir,
+                              const std::vector<std::string>& extra_flags, const fs::path& file,
+                              bool descriptions,
+                              const std::function<void(ua_file_contents&)>& edit) {
+  write_runtime_main(tree, dir);
+  const std::string messages = build_runtime_program(cc, tree, dir, extra_flags);
+  if (!messages.empty()) return messages;
+  const RunResult run = run_program(dir / "runtime", "runtime", {}, dir);
+  // Status 1: the runtime printed error records, which the comparison lists.
+  if (run.status != 0 && run.status != 1) return "runtime " + std::to_string(run.status) + run.err;
+  ua_file_contents contents;
+  if (ua_file_read_path(file.c_str(), contents) != 0) return file.string() + " unreadable";
+  if (edit) edit(contents);
+  return compare_with_file(parse_runtime_output(run.out), contents, descriptions);
+}
+
 }  // namespace vos::test

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -67,5 +68,15 @@ runtime_view parse_runtime_output(const std::string& text);
 // when there are none.
 std::string compare_with_file(const runtime_view& view, const ua_file_contents& file,
                               bool descriptions);
+
+// Writes main.c into `dir`, builds the runtime program over `tree` with `cc` and the extra
+// flags, runs it and compares what it sees with the binary file at `file` (changed first by
+// `edit`, when given). Returns the compiler's messages, the runtime's failure or the
+// differences; empty when the runtime sees what the file holds.
+std::string runtime_sees_file(const std::filesystem::path& cc, const std::filesystem::path& tree,
+                              const std::filesystem::path& dir,
+                              const std::vector<std::string>& extra_flags,
+                              const std::filesystem::path& file, bool descriptions,
+                              const std::function<void(ua_file_contents&)>& edit = {});
 
 }  // namespace vos::test

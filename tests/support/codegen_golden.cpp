@@ -160,4 +160,20 @@ std::vector<std::string> list_files(const fs::path& root) {
   return files;
 }
 
+fs::path codegen_ns0_fixture() { return codegen_fixture_dir() / "addrspace" / "ns0.xml"; }
+
+std::string model_requiring_ns0(const std::string& uri, const std::string& body) {
+  return R"(<?xml version="1.0" encoding="utf-8"?>
+<UANodeSet xmlns="http://opcfoundation.org/UA/2011/03/UANodeSet.xsd">
+  <NamespaceUris><Uri>)" +
+         uri + R"(</Uri></NamespaceUris>
+  <Models><Model ModelUri=")" +
+         uri + R"(" Version="1.0.0" PublicationDate="2024-01-01T00:00:00Z">
+    <RequiredModel ModelUri="http://opcfoundation.org/UA/" Version="1.05.03" PublicationDate="2023-01-01T00:00:00Z"/></Model></Models>
+  <Aliases><Alias Alias="HasSubtype">i=45</Alias><Alias Alias="HasEncoding">i=38</Alias>
+    <Alias Alias="Organizes">i=35</Alias><Alias Alias="Int32">i=6</Alias></Aliases>
+)" + body +
+         "</UANodeSet>\n";
+}
+
 }  // namespace vos::test

@@ -16,6 +16,13 @@ namespace vos::test {
 // tests/fixtures/codegen in the source tree.
 std::filesystem::path codegen_fixture_dir();
 
+// The stand-in for namespace 0 that the generator's tests load first (addrspace/ns0.xml).
+std::filesystem::path codegen_ns0_fixture();
+
+// A model of namespace `uri` (index 2 in a run after the stand-in) that requires the
+// stand-in; `body` holds its nodes. HasSubtype, HasEncoding, Organizes and Int32 are aliases.
+std::string model_requiring_ns0(const std::string& uri, const std::string& body);
+
 // The header of a C-style file (licence box, blank line, generator line) and of a
 // hash-style file (the CMake lists), both for the given DATE text.
 std::string c_file_header(std::string_view date);

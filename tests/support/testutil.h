@@ -23,6 +23,10 @@ class TempDir {
   std::filesystem::path path_;
 };
 
+inline bool contains(std::string_view text, std::string_view part) {
+  return text.find(part) != std::string_view::npos;
+}
+
 std::string read_file(const std::filesystem::path& path);
 void write_file(const std::filesystem::path& path, std::string_view data);
 

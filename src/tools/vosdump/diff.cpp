@@ -16,6 +16,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "tools/vosdump/json_dump.h"
 #include "tools/vospack/filereader.h"
 #include "tools/vospack/uagraph.h"
 #include "uabase/encoder.h"
@@ -23,6 +24,7 @@
 #include "uabase/text_nodeid.h"
 #include "util/base64.h"
 #include "util/errors.h"
+#include "util/hash.h"
 #include "util/json.h"
 
 namespace vos {
@@ -112,15 +114,6 @@ std::strong_ordering compare_identifier(const ua_nodeid& a, const ua_nodeid& b) 
   return std::strong_ordering::equal;
 }
 
-uint64_t mix(uint64_t h) noexcept {
-  h ^= h >> 33;
-  h *= 0xff51afd7ed558ccdULL;
-  h ^= h >> 33;
-  h *= 0xc4ceb9fe1a85ec53ULL;
-  h ^= h >> 33;
-  return h;
-}
-
 uint64_t hash_identifier(const ua_nodeid& id, uint32_t ns) noexcept {
   uint64_t h = (static_cast<uint64_t>(ns) << 8) | static_cast<uint64_t>(id.type());
   switch (id.type()) {
@@ -147,7 +140,7 @@ uint64_t hash_identifier(const ua_nodeid& id, uint32_t ns) noexcept {
       break;
     }
   }
-  return mix(h);
+  return mix64(h);
 }
 
 // A NodeId as the comparison knows it: the identifier of a record in one of the files and
@@ -307,14 +300,6 @@ const char* class_name(uint32_t nodeclass) {
   const uint32_t t = ua_file_total_of_class(nodeclass);
   return t < 8 ? kClassNames[t] : "?";
 }
-
-constexpr const char* kTypeNames[] = {
-    "Null",          "Boolean",       "SByte",           "Byte",           "Int16",
-    "UInt16",        "Int32",         "UInt32",          "Int64",          "UInt64",
-    "Float",         "Double",        "String",          "DateTime",       "Guid",
-    "ByteString",    "XmlElement",    "NodeId",          "ExpandedNodeId", "StatusCode",
-    "QualifiedName", "LocalizedText", "ExtensionObject", "DataValue",      "Variant",
-    "DiagnosticInfo"};
 
 // Names of the standard reference types, for files that do not hold namespace 0.
 std::string_view standard_reference_name(uint32_t id) {
@@ -588,21 +573,16 @@ class differ {
     id.set_ns(static_cast<uint16_t>(shown));
     return ua_nodeid_to_text(id);
   }
-  void append_nodeid(std::string& out, const side& s, const ua_nodeid& id) {
-    json_append_string(out, nodeid_text(s, id));
-  }
   uint16_t shown_ns(const side& s, uint16_t index) {
     return static_cast<uint16_t>(ns_[ns_of(s, index)].shown_index());
   }
-  void append_scalar(std::string& out, const side& s, uint8_t type, const void* p);
-  void append_variant(std::string& out, const side& s, const ua_variant& v);
+  class value_writer;
+  value_writer values(const side& s);
   bool same_scalar(const side& a, const void* x, const side& b, const void* y, uint8_t type);
   bool same_variant(const ua_variant& x, const ua_variant& y);
   void append_extensions(std::string& out, const side& s, const std::vector<ua_file_extension>& l);
   bool same_extensions(const std::vector<ua_file_extension>& x,
                        const std::vector<ua_file_extension>& y);
-  void append_permissions(std::string& out, const side& s,
-                          const std::vector<uagraph_rolepermission>& l);
   bool same_permissions(const std::vector<uagraph_rolepermission>& x,
                         const std::vector<uagraph_rolepermission>& y);
   std::string field_text(const side& s, const ua_file_read_definition& d, std::size_t i);
@@ -625,6 +605,15 @@ class differ {
   // The node's record in the new file, else in the old one; null when neither has it (the
   // target of a reference from outside both files).
   const ua_file_read_node* record(uint32_t node) const;
+  // What the report shows of namespace entry `ns`, whose node changes start at nodes_[first]:
+  // where they end, and whether the namespace was added or removed; nothing when it has no
+  // changes and no addition or removal to show.
+  struct ns_section {
+    std::size_t end;
+    bool added;
+    bool removed;
+  };
+  std::optional<ns_section> section_of(uint32_t ns, std::size_t first) const;
   void write_text(std::FILE* out, const counts& c);
   void write_json(std::FILE* out, const counts& c);
   void flush(std::FILE* out) {
@@ -649,168 +638,45 @@ class differ {
 
 // ---- values ----
 
-void differ::append_scalar(std::string& out, const side& s, uint8_t type, const void* p) {
-  switch (type) {
-    case UA_VT_BOOLEAN:
-      out += *static_cast<const bool*>(p) ? "true" : "false";
-      return;
-    case UA_VT_SBYTE:
-      out += std::to_string(*static_cast<const int8_t*>(p));
-      return;
-    case UA_VT_BYTE:
-      out += std::to_string(*static_cast<const uint8_t*>(p));
-      return;
-    case UA_VT_INT16:
-      out += std::to_string(*static_cast<const int16_t*>(p));
-      return;
-    case UA_VT_UINT16:
-      out += std::to_string(*static_cast<const uint16_t*>(p));
-      return;
-    case UA_VT_INT32:
-      out += std::to_string(*static_cast<const int32_t*>(p));
-      return;
-    case UA_VT_UINT32:
-      out += std::to_string(*static_cast<const uint32_t*>(p));
-      return;
-    case UA_VT_INT64:
-      json_append_string(out, std::to_string(*static_cast<const int64_t*>(p)));
-      return;
-    case UA_VT_UINT64:
-      json_append_string(out, std::to_string(*static_cast<const uint64_t*>(p)));
-      return;
-    case UA_VT_FLOAT:
-      json_append_float(out, *static_cast<const float*>(p));
-      return;
-    case UA_VT_DOUBLE:
-      json_append_double(out, *static_cast<const double*>(p));
-      return;
-    case UA_VT_STRING:
-      json_append_string(out, static_cast<const ua_string*>(p)->view());
-      return;
-    case UA_VT_DATETIME: {
-      char buf[40];
-      const int64_t ticks = static_cast<const ua_datetime*>(p)->ticks;
-      if (ua_datetime_to_string(ua_datetime{ticks}, buf, sizeof(buf)) > 0) {
-        json_append_string(out, buf);
-      } else {
-        json_append_string(out, std::to_string(ticks));
-      }
-      return;
-    }
-    case UA_VT_GUID:
-      json_append_string(out, ua_guid_to_text(*static_cast<const ua_guid*>(p)));
-      return;
-    case UA_VT_BYTESTRING: {
-      const std::string_view b = static_cast<const ua_bytestring*>(p)->view();
-      out += '"';
-      base64_encode_append(out, b.data(), b.size());
-      out += '"';
-      return;
-    }
-    case UA_VT_XMLELEMENT:
-      json_append_string(out, static_cast<const ua_bytestring*>(p)->view());
-      return;
-    case UA_VT_NODEID:
-      append_nodeid(out, s, *static_cast<const ua_nodeid*>(p));
-      return;
-    case UA_VT_EXPANDEDNODEID: {
-      const auto& e = *static_cast<const ua_expandednodeid*>(p);
-      out += "{\"nodeid\": ";
-      append_nodeid(out, s, e.node_id);
-      out += ", \"namespace_uri\": ";
-      json_append_string(out, e.namespace_uri.view());
-      out += ", \"server_index\": " + std::to_string(e.server_index) + "}";
-      return;
-    }
-    case UA_VT_STATUSCODE:
-      out += std::to_string(static_cast<const ua_statuscode*>(p)->code);
-      return;
-    case UA_VT_QUALIFIEDNAME: {
-      const auto& q = *static_cast<const ua_qualifiedname*>(p);
-      out += "{\"name\": ";
-      json_append_string(out, q.name.view());
-      out += ", \"ns\": " + std::to_string(shown_ns(s, q.ns)) + "}";
-      return;
-    }
-    case UA_VT_LOCALIZEDTEXT: {
-      const auto& t = *static_cast<const ua_localizedtext*>(p);
-      out += "{\"locale\": ";
-      json_append_string(out, t.locale.view());
-      out += ", \"text\": ";
-      json_append_string(out, t.text.view());
-      out += '}';
-      return;
-    }
-    case UA_VT_EXTENSIONOBJECT: {
-      const auto& eo = *static_cast<const ua_extensionobject*>(p);
-      out += "{\"body\": \"";
-      const ua_bytestring* body = eo.encoded();
-      if (body != nullptr) base64_encode_append(out, body->data(), body->size());
-      out += "\", \"encoding\": ";
-      append_nodeid(out, s, eo.encoding_id());
-      if (argument_parts arg; split_argument(eo, arg)) {
-        out += ", \"argument_datatype\": ";
-        append_nodeid(out, s, arg.datatype);
-      }
-      out += '}';
-      return;
-    }
-    default:
-      out += "null";
-  }
-}
+// One side's values, with namespace indexes in the numbering common to both files.
+class differ::value_writer final : public json_value_writer {
+ public:
+  value_writer(differ& d, const side& s) : d_(d), s_(s) {}
 
-void differ::append_variant(std::string& out, const side& s, const ua_variant& v) {
-  if (v.is_empty()) {
-    out += "null";
-    return;
+  void nodeid(std::string& out, const ua_nodeid& id) const override {
+    json_append_string(out, d_.nodeid_text(s_, id));
   }
-  const uint8_t type = v.type();
-  out += "{\"type\": ";
-  json_append_string(out, type <= UA_VT_MAX ? kTypeNames[type] : "?");
-  if (v.is_scalar()) {
-    out += ", \"value\": ";
-    append_scalar(out, s, type, v.scalar_data());
-    out += '}';
-    return;
+  void qualified_name(std::string& out, const ua_qualifiedname& q) const override {
+    out += "{\"name\": ";
+    json_append_string(out, q.name.view());
+    out += ", \"ns\": " + std::to_string(d_.shown_ns(s_, q.ns)) + "}";
   }
-  out += ", \"array\": [";
-  const auto* data = static_cast<const uint8_t*>(v.array_data());
-  const std::size_t size = ua_builtin_size(type);
-  for (int32_t i = 0; i < v.length(); ++i) {
-    if (i != 0) out += ", ";
-    append_scalar(out, s, type, data + static_cast<std::size_t>(i) * size);
-  }
-  out += ']';
-  if (v.is_matrix()) {
-    out += ", \"dimensions\": [";
-    bool first = true;
-    for (const int32_t d : v.dimensions()) {
-      if (!first) out += ", ";
-      first = false;
-      out += std::to_string(d);
+  // The body first, then the encoding and, for an argument, its data type.
+  void extension_object(std::string& out, const ua_extensionobject& eo) const override {
+    out += "{\"body\": \"";
+    const ua_bytestring* body = eo.encoded();
+    if (body != nullptr) base64_encode_append(out, body->data(), body->size());
+    out += "\", \"encoding\": ";
+    nodeid(out, eo.encoding_id());
+    if (argument_parts arg; split_argument(eo, arg)) {
+      out += ", \"argument_datatype\": ";
+      nodeid(out, arg.datatype);
     }
-    out += ']';
+    out += '}';
   }
-  out += '}';
-}
+
+ private:
+  differ& d_;
+  const side& s_;
+};
+
+differ::value_writer differ::values(const side& s) { return {*this, s}; }
 
 bool differ::same_scalar(const side& a, const void* x, const side& b, const void* y, uint8_t type) {
+  if (ua_builtin_is_plain(type)) return std::memcmp(x, y, ua_builtin_size(type)) == 0;
   switch (type) {
     case UA_VT_BOOLEAN:
       return *static_cast<const bool*>(x) == *static_cast<const bool*>(y);
-    case UA_VT_SBYTE:
-    case UA_VT_BYTE:
-    case UA_VT_INT16:
-    case UA_VT_UINT16:
-    case UA_VT_INT32:
-    case UA_VT_UINT32:
-    case UA_VT_INT64:
-    case UA_VT_UINT64:
-    case UA_VT_STATUSCODE:
-    case UA_VT_DATETIME:
-    case UA_VT_GUID:
-      return std::memcmp(x, y, ua_builtin_size(type)) == 0;
     case UA_VT_FLOAT:
       return same_double_bits(x, y, 4);
     case UA_VT_DOUBLE:
@@ -901,20 +767,6 @@ bool differ::same_extensions(const std::vector<ua_file_extension>& x,
   return true;
 }
 
-void differ::append_permissions(std::string& out, const side& s,
-                                const std::vector<uagraph_rolepermission>& list) {
-  out += '[';
-  bool first = true;
-  for (const uagraph_rolepermission& rp : list) {
-    if (!first) out += ", ";
-    first = false;
-    out += "{\"role\": ";
-    append_nodeid(out, s, rp.role);
-    out += ", \"permissions\": " + std::to_string(rp.Permissions) + "}";
-  }
-  out += ']';
-}
-
 bool differ::same_permissions(const std::vector<uagraph_rolepermission>& x,
                               const std::vector<uagraph_rolepermission>& y) {
   if (x.size() != y.size()) return false;
@@ -933,9 +785,9 @@ std::string json_string(std::string_view s) {
 }
 
 std::string date_json(int64_t ticks) {
-  char buf[40];
-  if (ua_datetime_to_string(ua_datetime{ticks}, buf, sizeof(buf)) > 0) return json_string(buf);
-  return json_string(std::to_string(ticks));
+  std::string out;
+  json_append_datetime(out, ticks);
+  return out;
 }
 
 void differ::compare_file(std::vector<attr_change>& out) {
@@ -988,8 +840,8 @@ void differ::compare_namespace(const ns_entry& e, std::vector<attr_change>& out)
         {"publication_date", date_json(o.publication_date), date_json(n.publication_date)});
   if (!same_permissions(o.role_permissions, n.role_permissions)) {
     attr_change c{"role_permissions", "", ""};
-    append_permissions(c.old_value, old_, o.role_permissions);
-    append_permissions(c.new_value, new_, n.role_permissions);
+    values(old_).role_permissions(c.old_value, o.role_permissions);
+    values(new_).role_permissions(c.new_value, n.role_permissions);
     out.push_back(std::move(c));
   }
   if (o.access_restrictions != n.access_restrictions)
@@ -1073,8 +925,8 @@ void differ::compare_nodes(const ua_file_read_node& o, const ua_file_read_node& 
   const bool nrp = (n.perm_flags & UA_FILE_PERM_ROLEPERMISSIONS) != 0;
   if (orp != nrp || !same_permissions(o.role_permissions, n.role_permissions)) {
     attr_change c{"role_permissions", "null", "null"};
-    if (orp) append_permissions(c.old_value = "", old_, o.role_permissions);
-    if (nrp) append_permissions(c.new_value = "", new_, n.role_permissions);
+    if (orp) values(old_).role_permissions(c.old_value = "", o.role_permissions);
+    if (nrp) values(new_).role_permissions(c.new_value = "", n.role_permissions);
     out.push_back(std::move(c));
   }
   if (!same_extensions(o.extensions, n.extensions)) {
@@ -1122,8 +974,8 @@ void differ::compare_nodes(const ua_file_read_node& o, const ua_file_read_node& 
     case UA_NODECLASS_VARIABLETYPE: {
       if (!same_variant(o.value, n.value)) {
         attr_change c{"value", "", ""};
-        append_variant(c.old_value, old_, o.value);
-        append_variant(c.new_value, new_, n.value);
+        values(old_).value(c.old_value, o.value);
+        values(new_).value(c.new_value, n.value);
         out.push_back(std::move(c));
       }
       nodeid_attr("datatype", (of1 & UA_FILE_VAR_DATATYPE) != 0, o.datatype,
@@ -1416,6 +1268,17 @@ int differ::run(std::FILE* out) {
   return c.any() ? 1 : 0;
 }
 
+std::optional<differ::ns_section> differ::section_of(uint32_t ns, std::size_t first) const {
+  const ns_entry& e = ns_[ns];
+  std::size_t end = first;
+  while (end < nodes_.size() && ids_.key(nodes_[end].node).ns == ns) ++end;
+  const bool added = e.named && e.old_rec == nullptr && e.new_rec != nullptr;
+  const bool removed = e.named && e.old_rec != nullptr && e.new_rec == nullptr;
+  const bool shown = (added || removed) && (only_ns_ == kNone || only_ns_ == ns);
+  if (end == first && ns_changes_[ns].empty() && !shown) return std::nullopt;
+  return ns_section{end, added, removed};
+}
+
 void differ::write_text(std::FILE* out, const counts& c) {
   std::string& t = text_;
   const auto summary = [&] {
@@ -1449,13 +1312,10 @@ void differ::write_text(std::FILE* out, const counts& c) {
   }
   std::size_t next = 0;  // the first node of the namespace
   for (const uint32_t i : ns_order_) {
+    const std::optional<ns_section> section = section_of(i, next);
+    if (!section) continue;
     const ns_entry& e = ns_[i];
-    std::size_t end = next;
-    while (end < nodes_.size() && ids_.key(nodes_[end].node).ns == i) ++end;
-    const bool added = e.named && e.old_rec == nullptr && e.new_rec != nullptr;
-    const bool removed = e.named && e.old_rec != nullptr && e.new_rec == nullptr;
-    const bool shown = (added || removed) && (only_ns_ == kNone || only_ns_ == i);
-    if (end == next && ns_changes_[i].empty() && !shown) continue;
+    const auto [end, added, removed] = *section;
     t += "namespace " + e.uri + " (";
     if (added) {
       t += "added, ns=" + std::to_string(e.new_index);
@@ -1537,13 +1397,10 @@ void differ::write_json(std::FILE* out, const counts& c) {
   bool first_ns = true;
   std::size_t next = 0;
   for (const uint32_t i : ns_order_) {
+    const std::optional<ns_section> section = section_of(i, next);
+    if (!section) continue;
     const ns_entry& e = ns_[i];
-    std::size_t end = next;
-    while (end < nodes_.size() && ids_.key(nodes_[end].node).ns == i) ++end;
-    const bool added = e.named && e.old_rec == nullptr && e.new_rec != nullptr;
-    const bool removed = e.named && e.old_rec != nullptr && e.new_rec == nullptr;
-    const bool shown = (added || removed) && (only_ns_ == kNone || only_ns_ == i);
-    if (end == next && ns_changes_[i].empty() && !shown) continue;
+    const auto [end, added, removed] = *section;
     t += first_ns ? "\n    {\"uri\": " : ",\n    {\"uri\": ";
     first_ns = false;
     json_append_string(t, e.named ? e.uri : "");

@@ -64,148 +64,14 @@ void append_nodeid(std::string& out, const ua_nodeid& id) {
   json_append_string(out, ua_nodeid_to_text(id));
 }
 
-// ISO 8601 in UTC; a value before 1601 has no calendar form and is written as its ticks.
-void append_datetime(std::string& out, int64_t ticks) {
-  char buf[40];
-  if (ua_datetime_to_string(ua_datetime{ticks}, buf, sizeof(buf)) > 0) {
-    json_append_string(out, buf);
-  } else {
-    json_append_string(out, std::to_string(ticks));
-  }
-}
-
 void append_base64(std::string& out, std::string_view bytes) {
   out += '"';
   base64_encode_append(out, bytes.data(), bytes.size());
   out += '"';
 }
 
-void append_scalar(std::string& out, uint8_t type, const void* p) {
-  switch (type) {
-    case UA_VT_BOOLEAN:
-      out += *static_cast<const bool*>(p) ? "true" : "false";
-      return;
-    case UA_VT_SBYTE:
-      out += std::to_string(*static_cast<const int8_t*>(p));
-      return;
-    case UA_VT_BYTE:
-      out += std::to_string(*static_cast<const uint8_t*>(p));
-      return;
-    case UA_VT_INT16:
-      out += std::to_string(*static_cast<const int16_t*>(p));
-      return;
-    case UA_VT_UINT16:
-      out += std::to_string(*static_cast<const uint16_t*>(p));
-      return;
-    case UA_VT_INT32:
-      out += std::to_string(*static_cast<const int32_t*>(p));
-      return;
-    case UA_VT_UINT32:
-      out += std::to_string(*static_cast<const uint32_t*>(p));
-      return;
-    // 64-bit integers are strings, as many JSON readers hold numbers as doubles.
-    case UA_VT_INT64:
-      json_append_string(out, std::to_string(*static_cast<const int64_t*>(p)));
-      return;
-    case UA_VT_UINT64:
-      json_append_string(out, std::to_string(*static_cast<const uint64_t*>(p)));
-      return;
-    case UA_VT_FLOAT:
-      json_append_float(out, *static_cast<const float*>(p));
-      return;
-    case UA_VT_DOUBLE:
-      json_append_double(out, *static_cast<const double*>(p));
-      return;
-    case UA_VT_STRING:
-      json_append_string(out, static_cast<const ua_string*>(p)->view());
-      return;
-    case UA_VT_DATETIME:
-      append_datetime(out, static_cast<const ua_datetime*>(p)->ticks);
-      return;
-    case UA_VT_GUID:
-      json_append_string(out, ua_guid_to_text(*static_cast<const ua_guid*>(p)));
-      return;
-    case UA_VT_BYTESTRING:
-      append_base64(out, static_cast<const ua_bytestring*>(p)->view());
-      return;
-    case UA_VT_XMLELEMENT:
-      json_append_string(out, static_cast<const ua_bytestring*>(p)->view());
-      return;
-    case UA_VT_NODEID:
-      append_nodeid(out, *static_cast<const ua_nodeid*>(p));
-      return;
-    case UA_VT_EXPANDEDNODEID: {
-      const auto& e = *static_cast<const ua_expandednodeid*>(p);
-      object_writer o(out);
-      append_nodeid(o.key("nodeid"), e.node_id);
-      o.string("namespace_uri", e.namespace_uri.view());
-      o.number("server_index", e.server_index);
-      return;
-    }
-    case UA_VT_STATUSCODE:
-      out += std::to_string(static_cast<const ua_statuscode*>(p)->code);
-      return;
-    case UA_VT_QUALIFIEDNAME: {
-      const auto& q = *static_cast<const ua_qualifiedname*>(p);
-      object_writer o(out);
-      o.number("ns", q.ns);
-      o.string("name", q.name.view());
-      return;
-    }
-    case UA_VT_LOCALIZEDTEXT: {
-      const auto& t = *static_cast<const ua_localizedtext*>(p);
-      object_writer o(out);
-      o.string("locale", t.locale.view());
-      o.string("text", t.text.view());
-      return;
-    }
-    case UA_VT_EXTENSIONOBJECT: {
-      const auto& eo = *static_cast<const ua_extensionobject*>(p);
-      object_writer o(out);
-      append_nodeid(o.key("encoding"), eo.encoding_id());
-      const ua_bytestring* body = eo.encoded();
-      append_base64(o.key("body"), body != nullptr ? body->view() : std::string_view());
-      return;
-    }
-    default:
-      // The reader makes no other types.
-      out += "null";
-  }
-}
-
-void append_variant(std::string& out, const ua_variant& v) {
-  if (v.is_empty()) {
-    out += "null";
-    return;
-  }
-  object_writer o(out);
-  const uint8_t type = v.type();
-  o.string("type", type <= UA_VT_MAX ? kTypeNames[type] : "?");
-  if (v.is_scalar()) {
-    append_scalar(o.key("value"), type, v.scalar_data());
-    return;
-  }
-  std::string& a = o.key("array");
-  a += '[';
-  const auto* data = static_cast<const uint8_t*>(v.array_data());
-  const std::size_t size = ua_builtin_size(type);
-  for (int32_t i = 0; i < v.length(); ++i) {
-    if (i != 0) a += ", ";
-    append_scalar(a, type, data + static_cast<std::size_t>(i) * size);
-  }
-  a += ']';
-  if (v.is_matrix()) {
-    std::string& d = o.key("dimensions");
-    d += '[';
-    bool first = true;
-    for (const int32_t dim : v.dimensions()) {
-      if (!first) d += ", ";
-      first = false;
-      d += std::to_string(dim);
-    }
-    d += ']';
-  }
-}
+// Values as the file holds them.
+const json_value_writer kStored;
 
 template <class T>
 void append_number_list(std::string& out, const T& values) {
@@ -237,19 +103,6 @@ void append_extensions(std::string& out, const std::vector<ua_file_extension>& l
   out += ']';
 }
 
-void append_role_permissions(std::string& out, const std::vector<uagraph_rolepermission>& list) {
-  out += '[';
-  bool first = true;
-  for (const uagraph_rolepermission& rp : list) {
-    if (!first) out += ", ";
-    first = false;
-    object_writer o(out);
-    append_nodeid(o.key("role"), rp.role);
-    o.number("permissions", rp.Permissions);
-  }
-  out += ']';
-}
-
 void append_counts(std::string& out, const ua_file_totals& counts) {
   object_writer o(out);
   for (std::size_t i = 0; i < counts.size(); ++i) o.number(kTotalKeys[i], counts[i]);
@@ -264,9 +117,9 @@ void append_namespace(std::string& out, const ua_file_namespace& ns) {
   } else {
     o.key("version") += "null";
   }
-  append_datetime(o.key("publication_date"), ns.publication_date);
+  json_append_datetime(o.key("publication_date"), ns.publication_date);
   append_counts(o.key("counts"), ns.counts);
-  append_role_permissions(o.key("role_permissions"), ns.role_permissions);
+  kStored.role_permissions(o.key("role_permissions"), ns.role_permissions);
   o.number("access_restrictions", ns.access_restrictions);
   append_extensions(o.key("extensions"), ns.extensions);
 }
@@ -323,7 +176,7 @@ void append_definition(std::string& out, const ua_file_contents& f,
 // Variable and VariableType: the attributes behind the second flags byte.
 void append_variable_attributes(object_writer& o, const ua_file_read_node& n) {
   if ((n.flags & UA_FILE_NODE_FLAGS2) != 0) o.number("flags2", n.flags2);
-  if ((n.flags & UA_FILE_VAR_VALUE) != 0) append_variant(o.key("value"), n.value);
+  if ((n.flags & UA_FILE_VAR_VALUE) != 0) kStored.value(o.key("value"), n.value);
   if ((n.flags & UA_FILE_VAR_DATATYPE) != 0) append_nodeid(o.key("datatype"), n.datatype);
   if ((n.flags & UA_FILE_VAR_VALUERANK) != 0) o.number("value_rank", n.value_rank);
   if ((n.flags2 & UA_FILE_VAR2_ARRAYDIMENSIONS) != 0)
@@ -355,7 +208,7 @@ void append_node(std::string& out, const ua_file_contents& f, const ua_file_read
   if ((n.perm_flags & UA_FILE_PERM_ACCESSRESTRICTIONS) != 0)
     o.number("access_restrictions", n.access_restrictions);
   if ((n.perm_flags & UA_FILE_PERM_ROLEPERMISSIONS) != 0)
-    append_role_permissions(o.key("role_permissions"), n.role_permissions);
+    kStored.role_permissions(o.key("role_permissions"), n.role_permissions);
   if ((n.flags & UA_FILE_NODE_EXTENSIONS) != 0)
     append_extensions(o.key("extensions"), n.extensions);
   switch (n.nodeclass) {
@@ -419,8 +272,168 @@ void write_list(std::string& text, std::FILE* out, std::string_view key, const L
 
 }  // namespace
 
+void json_value_writer::scalar(std::string& out, uint8_t type, const void* p) const {
+  switch (type) {
+    case UA_VT_BOOLEAN:
+      out += *static_cast<const bool*>(p) ? "true" : "false";
+      return;
+    case UA_VT_SBYTE:
+      out += std::to_string(*static_cast<const int8_t*>(p));
+      return;
+    case UA_VT_BYTE:
+      out += std::to_string(*static_cast<const uint8_t*>(p));
+      return;
+    case UA_VT_INT16:
+      out += std::to_string(*static_cast<const int16_t*>(p));
+      return;
+    case UA_VT_UINT16:
+      out += std::to_string(*static_cast<const uint16_t*>(p));
+      return;
+    case UA_VT_INT32:
+      out += std::to_string(*static_cast<const int32_t*>(p));
+      return;
+    case UA_VT_UINT32:
+      out += std::to_string(*static_cast<const uint32_t*>(p));
+      return;
+    // 64-bit integers are strings, as many JSON readers hold numbers as doubles.
+    case UA_VT_INT64:
+      json_append_string(out, std::to_string(*static_cast<const int64_t*>(p)));
+      return;
+    case UA_VT_UINT64:
+      json_append_string(out, std::to_string(*static_cast<const uint64_t*>(p)));
+      return;
+    case UA_VT_FLOAT:
+      json_append_float(out, *static_cast<const float*>(p));
+      return;
+    case UA_VT_DOUBLE:
+      json_append_double(out, *static_cast<const double*>(p));
+      return;
+    case UA_VT_STRING:
+      json_append_string(out, static_cast<const ua_string*>(p)->view());
+      return;
+    case UA_VT_DATETIME:
+      json_append_datetime(out, static_cast<const ua_datetime*>(p)->ticks);
+      return;
+    case UA_VT_GUID:
+      json_append_string(out, ua_guid_to_text(*static_cast<const ua_guid*>(p)));
+      return;
+    case UA_VT_BYTESTRING:
+      append_base64(out, static_cast<const ua_bytestring*>(p)->view());
+      return;
+    case UA_VT_XMLELEMENT:
+      json_append_string(out, static_cast<const ua_bytestring*>(p)->view());
+      return;
+    case UA_VT_NODEID:
+      nodeid(out, *static_cast<const ua_nodeid*>(p));
+      return;
+    case UA_VT_EXPANDEDNODEID: {
+      const auto& e = *static_cast<const ua_expandednodeid*>(p);
+      object_writer o(out);
+      nodeid(o.key("nodeid"), e.node_id);
+      o.string("namespace_uri", e.namespace_uri.view());
+      o.number("server_index", e.server_index);
+      return;
+    }
+    case UA_VT_STATUSCODE:
+      out += std::to_string(static_cast<const ua_statuscode*>(p)->code);
+      return;
+    case UA_VT_QUALIFIEDNAME:
+      qualified_name(out, *static_cast<const ua_qualifiedname*>(p));
+      return;
+    case UA_VT_LOCALIZEDTEXT: {
+      const auto& t = *static_cast<const ua_localizedtext*>(p);
+      object_writer o(out);
+      o.string("locale", t.locale.view());
+      o.string("text", t.text.view());
+      return;
+    }
+    case UA_VT_EXTENSIONOBJECT:
+      extension_object(out, *static_cast<const ua_extensionobject*>(p));
+      return;
+    default:
+      // The reader makes no other types.
+      out += "null";
+  }
+}
+
+void json_value_writer::value(std::string& out, const ua_variant& v) const {
+  if (v.is_empty()) {
+    out += "null";
+    return;
+  }
+  object_writer o(out);
+  const uint8_t type = v.type();
+  o.string("type", type <= UA_VT_MAX ? kTypeNames[type] : "?");
+  if (v.is_scalar()) {
+    scalar(o.key("value"), type, v.scalar_data());
+    return;
+  }
+  std::string& a = o.key("array");
+  a += '[';
+  const auto* data = static_cast<const uint8_t*>(v.array_data());
+  const std::size_t size = ua_builtin_size(type);
+  for (int32_t i = 0; i < v.length(); ++i) {
+    if (i != 0) a += ", ";
+    scalar(a, type, data + static_cast<std::size_t>(i) * size);
+  }
+  a += ']';
+  if (v.is_matrix()) {
+    std::string& d = o.key("dimensions");
+    d += '[';
+    bool first = true;
+    for (const int32_t dim : v.dimensions()) {
+      if (!first) d += ", ";
+      first = false;
+      d += std::to_string(dim);
+    }
+    d += ']';
+  }
+}
+
+void json_value_writer::role_permissions(std::string& out,
+                                         const std::vector<uagraph_rolepermission>& list) const {
+  out += '[';
+  bool first = true;
+  for (const uagraph_rolepermission& rp : list) {
+    if (!first) out += ", ";
+    first = false;
+    object_writer o(out);
+    nodeid(o.key("role"), rp.role);
+    o.number("permissions", rp.Permissions);
+  }
+  out += ']';
+}
+
+void json_value_writer::nodeid(std::string& out, const ua_nodeid& id) const {
+  append_nodeid(out, id);
+}
+
+void json_value_writer::qualified_name(std::string& out, const ua_qualifiedname& name) const {
+  object_writer o(out);
+  o.number("ns", name.ns);
+  o.string("name", name.name.view());
+}
+
+void json_value_writer::extension_object(std::string& out,
+                                         const ua_extensionobject& object) const {
+  object_writer o(out);
+  nodeid(o.key("encoding"), object.encoding_id());
+  const ua_bytestring* body = object.encoded();
+  append_base64(o.key("body"), body != nullptr ? body->view() : std::string_view());
+}
+
+// ISO 8601 in UTC; a value before 1601 has no calendar form and is written as its ticks.
+void json_append_datetime(std::string& out, int64_t ticks) {
+  char buf[40];
+  if (ua_datetime_to_string(ua_datetime{ticks}, buf, sizeof(buf)) > 0) {
+    json_append_string(out, buf);
+  } else {
+    json_append_string(out, std::to_string(ticks));
+  }
+}
+
 void json_append_value(std::string& out, const ua_variant& value) {
-  append_variant(out, value);
+  kStored.value(out, value);
 }
 
 void json_append_definition(std::string& out, const ua_file_contents& file,

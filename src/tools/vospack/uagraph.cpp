@@ -13,6 +13,7 @@
 
 #include "diag/diag.h"
 #include "util/errors.h"
+#include "util/hash.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 #define VOS_RECORDS_ON_HEAP 1
@@ -30,15 +31,6 @@ namespace vos {
 namespace {
 
 constexpr std::size_t kInitialIndexSlots = 1024;
-
-uint64_t mix64(uint64_t x) noexcept {
-  x ^= x >> 30;
-  x *= 0xbf58476d1ce4e5b9ULL;
-  x ^= x >> 27;
-  x *= 0x94d049bb133111ebULL;
-  x ^= x >> 31;
-  return x;
-}
 
 uint64_t hash_bytes(uint64_t seed, const void* data, std::size_t size) noexcept {
   const auto* p = static_cast<const unsigned char*>(data);

@@ -115,10 +115,10 @@ bool is_aggregate_kind(uint32_t kind) {
 // A structure step deeper than this is taken as a loop of base types.
 constexpr int kMaxLevels = 64;
 
-// The structure or union that a field holds by value, or null: scalar fields of a concrete
-// type with a definition (types without one stand for their first supertype that has one).
-const UADataType* held_by_value(const uagraph& graph, const uagraph_field& field) {
-  if (field.ArrayInfo.ValueRank != -1 || field.AllowSubTypes) return nullptr;
+// The concrete structure or union behind a field of any rank (not an extension object), or
+// null; a type without a definition stands for its first supertype that has one.
+const UADataType* aggregate_of(const uagraph& graph, const uagraph_field& field) {
+  if (field.AllowSubTypes) return nullptr;
   const uagraph_node* node = graph.node_find(field.DataType);
   for (int i = 0; node != nullptr && i < kMaxLevels; ++i) {
     const UADataType* dt = node->as<UADataType>();
@@ -129,6 +129,11 @@ const UADataType* held_by_value(const uagraph& graph, const uagraph_field& field
     node = graph.node_supertype(*node);
   }
   return nullptr;
+}
+
+// The structure or union that a field holds by value (a scalar one), or null.
+const UADataType* held_by_value(const uagraph& graph, const uagraph_field& field) {
+  return field.ArrayInfo.ValueRank == -1 ? aggregate_of(graph, field) : nullptr;
 }
 
 // The types that a structure's C form holds by value: those of its own and its base
@@ -159,21 +164,6 @@ bool contains_by_value(const uagraph& graph, const UADataType& from, const UADat
     if (seen.insert(held).second && contains_by_value(graph, *held, target, seen)) return true;
   }
   return false;
-}
-
-// The structure or union behind a field of any rank (not an extension object), or null.
-const UADataType* aggregate_of(const uagraph& graph, const uagraph_field& field) {
-  if (field.AllowSubTypes) return nullptr;
-  const uagraph_node* node = graph.node_find(field.DataType);
-  for (int i = 0; node != nullptr && i < kMaxLevels; ++i) {
-    const UADataType* dt = node->as<UADataType>();
-    if (dt == nullptr || uagraph::is_builtin_type(dt->NodeId)) return nullptr;
-    if (dt->Definition.kind != UAGRAPH_DEFINITION_NONE) {
-      return is_aggregate_kind(dt->Definition.kind) && !dt->IsAbstract ? dt : nullptr;
-    }
-    node = graph.node_supertype(*node);
-  }
-  return nullptr;
 }
 
 int check_self_containment(const codegen_context& ctx, UADataType& type) {
