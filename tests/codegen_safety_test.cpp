@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <random>
 #include <string>
@@ -235,6 +236,12 @@ TEST_F(CodegenSafety, LinksAreReplacedAndFailedFilesLeaveNothing) {
   EXPECT_EQ(test::read_file(dir_ / "victim.txt"), "mine\n");
   EXPECT_FALSE(fs::is_symlink(dir_ / "out" / "as" / "identifier.h"));
   EXPECT_TRUE(contains(out("as/identifier.h"), "AS_MODEL_NAMESPACE_URI"));
+  // A second run that writes the same text leaves the file and its time alone.
+  const fs::path header = dir_ / "out" / "as" / "identifier.h";
+  const auto long_ago = fs::file_time_type::clock::now() - std::chrono::hours(48);
+  fs::last_write_time(header, long_ago);
+  ASSERT_EQ(vosgen({"-N", "-u", "urn:addrspace;as"}, {model}).status, 0);
+  EXPECT_EQ(fs::last_write_time(header), long_ago);
 
   // 2,048 question marks take 4,096 characters escaped: one more than a literal holds.
   std::string text = test::read_file(model);

@@ -67,6 +67,31 @@ mode_t new_file_mode() {
   return mode;
 }
 
+// True when `path` is a regular file (not a link) with exactly the bytes of `temp`: a run
+// that writes what is there already leaves the file as it is, with its time, so that a build
+// compiles again only what changed.
+bool same_regular_file(const std::string& temp, const std::string& path) {
+  struct stat old_st {};
+  struct stat new_st {};
+  if (::lstat(path.c_str(), &old_st) != 0 || !S_ISREG(old_st.st_mode)) return false;
+  if (::stat(temp.c_str(), &new_st) != 0 || new_st.st_size != old_st.st_size) return false;
+  std::FILE* a = std::fopen(temp.c_str(), "rb");
+  if (a == nullptr) return false;
+  std::FILE* b = std::fopen(path.c_str(), "rb");
+  bool same = b != nullptr;
+  std::vector<char> x(8192);
+  std::vector<char> y(8192);
+  while (same) {
+    const std::size_t n = std::fread(x.data(), 1, x.size(), a);
+    same = std::fread(y.data(), 1, y.size(), b) == n && std::memcmp(x.data(), y.data(), n) == 0;
+    if (n < x.size()) break;
+  }
+  same = same && std::ferror(a) == 0 && std::ferror(b) == 0;
+  std::fclose(a);
+  if (b != nullptr) std::fclose(b);
+  return same;
+}
+
 // The temporary name beside `path`: ".<name>.XXXXXX<extension>" in the same folder, so that
 // the rename stays within one file system and clang-format still sees the extension. The
 // name is cut to 200 characters, so that a file name near the system's limit still gets a
@@ -303,6 +328,11 @@ int output_file::close() {
   }
   fp_ = nullptr;
   if (!failed_ && c_style_ && style_ != nullptr && style_->reformat) reformat();
+  if (!failed_ && same_regular_file(temp_path_, path_)) {
+    ::unlink(temp_path_.c_str());
+    temp_path_.clear();
+    return 0;
+  }
   if (!failed_ && std::rename(temp_path_.c_str(), path_.c_str()) != 0) {
     failed_ = true;
     errno_ = errno;

@@ -4,7 +4,8 @@
 // its folder, gets the licence banner and the generator line at once, takes the writer's
 // text into an 8192-byte buffer that is handed to the system only when full or on close,
 // and is renamed into place when closed. Whatever stood at the path before (a symbolic link
-// too) is replaced, never written through; a file that is discarded, or dropped without
+// too) is replaced, never written through; a regular file that holds exactly the new text
+// already is left as it is, with its time; a file that is discarded, or dropped without
 // close(), leaves nothing behind. C files (".c", ".h") carry their header as C comments and
 // are passed to clang-format before the rename when the run asks for it; every other file
 // (the CMake lists) carries "#" comments and is never reformatted.
