@@ -694,18 +694,17 @@ void addrspace_writer::write_preamble() {
 void addrspace_writer::write_strings() {
   out_.put("\n/* clang-format off */\n");
   out_.print("static const char * const g_stringtabledata[%zu] = {\n", m_.strings.size());
-  std::string escaped;
   for (std::size_t i = 0; i < m_.strings.size(); ++i) {
-    if (cg_escape_c_string(m_.strings[i], escaped) != 0) {
+    const bool description = m_.description_string[i];
+    out_.put(description ? "    UA_DESCRIPTION_C(" : "    ");
+    if (out_.c_string(m_.strings[i]) != 0) {
       // The cut text keeps the entry's place, so that the indexes after it hold.
+      std::string shown;
+      cg_escape_c_string(m_.strings[i], shown);
       codegen_context::warning("warning (%s): string %s was truncated.\n", "output_c_addressspace",
-                               escaped.c_str());
+                               shown.c_str());
     }
-    if (m_.description_string[i]) {
-      out_.print("    UA_DESCRIPTION_C(\"%s\"),\n", escaped.c_str());
-    } else {
-      out_.print("    \"%s\",\n", escaped.c_str());
-    }
+    out_.put(description ? "),\n" : ",\n");
   }
   out_.put("};\n\n");
   write_own_pool_type(out_,
